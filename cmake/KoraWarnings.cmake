@@ -1,0 +1,11 @@
+# Warning and sanitizer flags shared by every target of the project.
+add_library(kora_options INTERFACE)
+target_compile_options(kora_options INTERFACE -Wall -Wextra -Wpedantic)
+if(KORA_WERROR)
+  target_compile_options(kora_options INTERFACE -Werror)
+endif()
+if(KORA_SANITIZE)
+  set(_kora_san -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+  target_compile_options(kora_options INTERFACE ${_kora_san})
+  target_link_options(kora_options INTERFACE ${_kora_san})
+endif()
