@@ -1,0 +1,39 @@
+#include "kora/calculators/calculator_table.h"
+
+namespace kora::adhoccalculator {
+
+namespace {
+
+template <class Calculator>
+std::unique_ptr<AdHocCalculator> make(TermManager* mgr, ModelStore* store,
+                                      FreeTermPredicate* pred) {
+  return std::make_unique<Calculator>(mgr, store, pred);
+}
+
+}  // namespace
+
+CalculatorTable::CalculatorTable(TermManager* mgr, ModelStore* store, FreeTermPredicate* pred) {
+  auto add = [&](Op op, std::unique_ptr<AdHocCalculator> c) {
+    by_op_[static_cast<std::size_t>(op)] = std::move(c);
+  };
+  add(Op::Not, make<NotAdHocCalculator>(mgr, store, pred));
+  add(Op::And, make<AndAdHocCalculator>(mgr, store, pred));
+  add(Op::Or, make<OrAdHocCalculator>(mgr, store, pred));
+  add(Op::Iff, make<IffAdHocCalculator>(mgr, store, pred));
+  add(Op::Ite, make<IteAdHocCalculator>(mgr, store, pred));
+  add(Op::Equal, make<EqAdHocCalculator>(mgr, store, pred));
+}
+
+AdHocCalculator* CalculatorTable::find(const Term* t) const {
+  Op op = t->get_symbol()->op();
+  if (op == Op::Equal && t->arity() == 2 && t->arg(0)->type()->is_bool()) op = Op::Iff;
+  return find(op);
+}
+
+std::size_t CalculatorTable::size() const noexcept {
+  std::size_t n = 0;
+  for (const auto& c : by_op_) n += c != nullptr ? 1 : 0;
+  return n;
+}
+
+}  // namespace kora::adhoccalculator

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <array>
+#include <memory>
+
+#include "kora/calculators/adhoc_calculator.h"
+
+namespace kora::adhoccalculator {
+
+// One calculator object per operator, owned together and looked up by the
+// operator of a term.
+class CalculatorTable {
+ public:
+  CalculatorTable(TermManager* mgr, ModelStore* store, FreeTermPredicate* pred);
+
+  // The calculator of t's operator (for an equality over Booleans, Iff's), or
+  // null when the operator has none.
+  AdHocCalculator* find(const Term* t) const;
+  AdHocCalculator* find(Op op) const { return by_op_[static_cast<std::size_t>(op)].get(); }
+  // Number of calculators in the table.
+  std::size_t size() const noexcept;
+
+ private:
+  std::array<std::unique_ptr<AdHocCalculator>, kOpCount> by_op_;
+};
+
+}  // namespace kora::adhoccalculator

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+namespace kora {
+
+class Term;
+
+// Ends a log record.
+struct EndLog {};
+inline constexpr EndLog endlog{};
+
+// A log stream with a verbosity limit. A record is started at some level;
+// its items are written only when the logger is enabled, the level is not
+// negative and the level is at most the limit, otherwise they are dropped.
+class Logger {
+ public:
+  explicit Logger(std::ostream* out) : out_(out) {}
+
+  void set_verbosity(int limit) noexcept { verbosity_ = limit; }
+  int verbosity() const noexcept { return verbosity_; }
+  void set_disabled(bool disabled) noexcept { disabled_ = disabled; }
+  bool disabled() const noexcept { return disabled_; }
+  // Asks for a carriage return before the next item, so that a record can
+  // overwrite a progress line on a terminal.
+  void set_carriage_return_pending() noexcept { cr_pending_ = true; }
+  void set_stream(std::ostream* out) noexcept { out_ = out; }
+
+  // Starts a record at the given level.
+  Logger& start(int level) noexcept {
+    level_ = level;
+    return *this;
+  }
+  bool enabled() const noexcept { return !disabled_ && level_ >= 0 && level_ <= verbosity_; }
+
+  Logger& operator<<(const char* item);
+  Logger& operator<<(const std::string& item);
+  Logger& operator<<(const Term* item);
+  Logger& operator<<(EndLog);
+
+ private:
+  void write(const char* data, std::size_t size);
+
+  int verbosity_ = 0;
+  int level_ = -1;
+  std::ostream* out_;
+  bool disabled_ = false;
+  bool cr_pending_ = false;
+};
+
+}  // namespace kora

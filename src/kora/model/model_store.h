@@ -1,0 +1,70 @@
+#pragma once
+
+#include <iosfwd>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "kora/model/logger.h"
+#include "kora/terms/term.h"
+#include "kora/terms/term_manager.h"
+#include "kora/utils/hashtable.h"
+
+namespace kora {
+
+// The model under construction: values of declared constants, the
+// constraints that the final model must satisfy, and the Boolean values that
+// the calculators computed (adhoc_values).
+class ModelStore {
+ public:
+  using AdhocTable =
+      hsh::Hashtable<std::pair<const Term*, const Term*>, hsh::GetKey_pair<const Term*, const Term*>,
+                     const Term*, hsh::hash<const Term*>, std::equal_to<const Term*>>;
+
+  explicit ModelStore(TermManager* mgr, std::ostream* log_stream = nullptr);
+  ModelStore(const ModelStore&) = delete;
+  ModelStore& operator=(const ModelStore&) = delete;
+  virtual ~ModelStore();
+
+  // t with every constant that has a model value replaced by it and every
+  // application over values folded; never null.
+  virtual const Term* get_normalized(const Term* t);
+  // true exactly for values: true, false, numerals, abstract values and
+  // constant arrays of a value.
+  virtual bool is_good_model_value(const Term* t);
+  // Gives every declared constant of t that has no value its default value
+  // (false, zero, the constant array of the element default, (as @0 U)), and
+  // counts the constants so assigned in *counter.
+  virtual void assign_free_constants(const Term* t, int* counter);
+  // Appends c to the constraints; an equality or equivalence between a
+  // declared constant and a value also sets the constant's value.
+  virtual void add_model_constraint(const Term* c, bool flag);
+  // The logger, set up for a record at the given level.
+  virtual Logger& log(int level);
+
+  // Sets (or replaces) the model value of a declared constant.
+  void set_value(const Term* constant, const Term* value);
+  // The model value of a declared constant, or null.
+  const Term* value_of(const Term* constant) const;
+  // The default value of a type.
+  const Term* default_value(const DataType* type);
+  const std::vector<const Term*>& constraints() const noexcept { return constraints_; }
+  Logger& logger() noexcept { return logger_; }
+  TermManager* term_manager() const noexcept { return mgr_; }
+
+  AdhocTable adhoc_values;
+
+ private:
+  // Fills the cache for t and everything below it.
+  const Term* normalize_uncached(const Term* t);
+
+  TermManager* mgr_;
+  Logger logger_;
+  std::unordered_map<const Term*, const Term*> values_;
+  // Normal forms depend on the values, so the cache is dropped whenever a
+  // value changes.
+  std::unordered_map<const Term*, const Term*> normal_cache_;
+  std::vector<const Term*> constraints_;
+};
+
+}  // namespace kora

@@ -1,0 +1,340 @@
+#include "kora/terms/simplifiers.h"
+
+#include <array>
+
+#include "kora/terms/term_manager.h"
+
+namespace kora::termsimpl {
+
+namespace {
+
+using Args = std::vector<const Term*>;
+using Values = std::array<mpz_class, 2>;
+
+mpz_class pow2(std::size_t n) {
+  mpz_class r;
+  mpz_ui_pow_ui(r.get_mpz_t(), 2, n);
+  return r;
+}
+
+mpz_class to_signed(const mpz_class& v, std::size_t w) {
+  return mpz_tstbit(v.get_mpz_t(), w - 1) != 0 ? mpz_class(v - pow2(w)) : v;
+}
+
+bool is_value(const Term* t) { return t->arity() == 0 && t->get_symbol()->is_constant(); }
+
+// Applies f to the numeric values of the arguments (at most two) when all of
+// them are numerals; otherwise the application is rebuilt as it is.
+template <class F>
+const Term* fold_numerals(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  Values vals;
+  for (std::size_t i = 0; i < args.size() && i < vals.size(); ++i) {
+    const QNumber* q = mgr->find_number(args[i]->get_symbol());
+    if (q == nullptr) return mgr->make_term(s, args);
+    vals[i] = q->numerator();
+  }
+  return f(vals);
+}
+
+// Folds an operator whose result is a bit-vector of the argument width
+// (params {w}); make_bv_number reduces the result modulo 2^w.
+template <class F>
+const Term* fold_same_width(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  std::size_t w = s->param(0);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    return mgr->make_bv_number(QNumber(mpz_class(f(v[0], v[1], w))), w);
+  });
+}
+
+template <class F>
+const Term* fold_predicate(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  std::size_t w = s->param(0);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    return f(v[0], v[1], w) ? mgr->true_term() : mgr->false_term();
+  });
+}
+
+mpz_class udiv(const mpz_class& a, const mpz_class& b, std::size_t w) {
+  return b == 0 ? mpz_class(pow2(w) - 1) : mpz_class(a / b);
+}
+
+mpz_class urem(const mpz_class& a, const mpz_class& b) { return b == 0 ? a : mpz_class(a % b); }
+
+mpz_class neg(const mpz_class& a, std::size_t w) { return (pow2(w) - a) % pow2(w); }
+
+bool msb(const mpz_class& a, std::size_t w) { return mpz_tstbit(a.get_mpz_t(), w - 1) != 0; }
+
+mpz_class shift_left(const mpz_class& a, const mpz_class& b, std::size_t w) {
+  if (b >= w) return 0;
+  mpz_class r;
+  mpz_mul_2exp(r.get_mpz_t(), a.get_mpz_t(), b.get_ui());
+  return r;
+}
+
+mpz_class shift_right(const mpz_class& a, const mpz_class& b, std::size_t w) {
+  if (b >= w) return 0;
+  mpz_class r;
+  mpz_fdiv_q_2exp(r.get_mpz_t(), a.get_mpz_t(), b.get_ui());
+  return r;
+}
+
+mpz_class rotate_left(const mpz_class& a, std::size_t amount, std::size_t w) {
+  std::size_t k = amount % w;
+  if (k == 0) return a;
+  return shift_left(a, k, w) + shift_right(a, w - k, w);
+}
+
+}  // namespace
+
+const Term* BVAddSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a + b; });
+}
+
+const Term* BVSubSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a - b; });
+}
+
+const Term* BVNegSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto&, std::size_t w) { return neg(a, w); });
+}
+
+const Term* BVMulSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a * b; });
+}
+
+const Term* BVLslSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, shift_left);
+}
+
+const Term* BVLsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, shift_right);
+}
+
+const Term* BVAsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t w) -> mpz_class {
+    // Floor division of the signed value is exactly the arithmetic shift.
+    mpz_class sa = to_signed(a, w);
+    mpz_class r;
+    mpz_fdiv_q_2exp(r.get_mpz_t(), sa.get_mpz_t(), b >= w ? w : b.get_ui());
+    return r;
+  });
+}
+
+const Term* BVUdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, udiv);
+}
+
+const Term* BVUremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) { return urem(a, b); });
+}
+
+const Term* BVSdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t w) -> mpz_class {
+    bool na = msb(a, w);
+    bool nb = msb(b, w);
+    mpz_class q = udiv(na ? neg(a, w) : a, nb ? neg(b, w) : b, w);
+    return na != nb ? neg(q, w) : q;
+  });
+}
+
+const Term* BVSremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t w) -> mpz_class {
+    // The remainder takes the sign of the dividend.
+    bool na = msb(a, w);
+    mpz_class r = urem(na ? neg(a, w) : a, msb(b, w) ? neg(b, w) : b);
+    return na ? neg(r, w) : r;
+  });
+}
+
+const Term* BVNotSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto&, std::size_t w) { return pow2(w) - 1 - a; });
+}
+
+const Term* BVAndSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a & b; });
+}
+
+const Term* BVOrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a | b; });
+}
+
+const Term* BVXorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a ^ b; });
+}
+
+const Term* BVUltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a < b; });
+}
+
+const Term* BVUleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a <= b; });
+}
+
+const Term* BVSltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t w) {
+    return to_signed(a, w) < to_signed(b, w);
+  });
+}
+
+const Term* BVSleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t w) {
+    return to_signed(a, w) <= to_signed(b, w);
+  });
+}
+
+const Term* BVCompSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_numerals(mgr, s, args,
+                       [&](const Values& v) { return mgr->make_bv_number(v[0] == v[1] ? 1 : 0, 1); });
+}
+
+const Term* BVConcatSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  std::size_t low = s->param(1);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    mpz_class r;
+    mpz_mul_2exp(r.get_mpz_t(), v[0].get_mpz_t(), low);
+    return mgr->make_bv_number(QNumber(mpz_class(r + v[1])), s->param(0) + low);
+  });
+}
+
+const Term* BVSelectSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  std::size_t msb_pos = s->param(0);
+  std::size_t lsb_pos = s->param(1);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    mpz_class r;
+    mpz_fdiv_q_2exp(r.get_mpz_t(), v[0].get_mpz_t(), lsb_pos);
+    return mgr->make_bv_number(QNumber(r), msb_pos - lsb_pos + 1);
+  });
+}
+
+const Term* BVZextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  std::size_t w = s->param(0) + s->param(1);
+  return fold_numerals(mgr, s, args,
+                       [&](const Values& v) { return mgr->make_bv_number(QNumber(v[0]), w); });
+}
+
+const Term* BVSextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  std::size_t w = s->param(0) + s->param(1);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    // A negative value wraps to the all-ones prefix at the wider width.
+    return mgr->make_bv_number(QNumber(to_signed(v[0], s->param(1))), w);
+  });
+}
+
+const Term* BVRolSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  std::size_t w = s->param(1);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    return mgr->make_bv_number(QNumber(rotate_left(v[0], s->param(0), w)), w);
+  });
+}
+
+const Term* BVRorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  std::size_t w = s->param(1);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    return mgr->make_bv_number(QNumber(rotate_left(v[0], w - s->param(0) % w, w)), w);
+  });
+}
+
+namespace {
+
+bool all_values(const Args& args) {
+  for (const Term* a : args) {
+    if (!is_value(a)) return false;
+  }
+  return true;
+}
+
+// Boolean folders fold only when every argument is true or false.
+template <class F>
+const Term* fold_bool(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  bool v[2] = {false, false};
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] != mgr->true_term() && args[i] != mgr->false_term()) {
+      return mgr->make_term(s, args);
+    }
+    v[i] = args[i] == mgr->true_term();
+  }
+  return f(v[0], v[1]) ? mgr->true_term() : mgr->false_term();
+}
+
+}  // namespace
+
+const Term* NotSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_bool(mgr, s, args, [](bool a, bool) { return !a; });
+}
+
+const Term* AndSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_bool(mgr, s, args, [](bool a, bool b) { return a && b; });
+}
+
+const Term* OrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_bool(mgr, s, args, [](bool a, bool b) { return a || b; });
+}
+
+const Term* IffSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  return fold_bool(mgr, s, args, [](bool a, bool b) { return a == b; });
+}
+
+const Term* EqualSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  // Values are hash-consed, so two values are equal exactly when they are
+  // the same term.
+  if (!all_values(args)) return mgr->make_term(s, args);
+  return args[0] == args[1] ? mgr->true_term() : mgr->false_term();
+}
+
+const Term* IteSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (args[0] == mgr->true_term()) return args[1];
+  if (args[0] == mgr->false_term()) return args[2];
+  return mgr->make_term(s, args);
+}
+
+namespace {
+
+template <class Folder>
+const Term* apply(TermManager* mgr, const Symbol* s, const Args& args) {
+  Folder f;
+  return f(mgr, s, args);
+}
+
+}  // namespace
+
+const Term* fold(TermManager* mgr, const Symbol* s, const Args& args) {
+  switch (s->op()) {
+    case Op::Not: return apply<NotSimpl>(mgr, s, args);
+    case Op::And: return apply<AndSimpl>(mgr, s, args);
+    case Op::Or: return apply<OrSimpl>(mgr, s, args);
+    case Op::Iff: return apply<IffSimpl>(mgr, s, args);
+    case Op::Equal: return apply<EqualSimpl>(mgr, s, args);
+    case Op::Ite: return apply<IteSimpl>(mgr, s, args);
+    case Op::BVAdd: return apply<BVAddSimpl>(mgr, s, args);
+    case Op::BVSub: return apply<BVSubSimpl>(mgr, s, args);
+    case Op::BVNeg: return apply<BVNegSimpl>(mgr, s, args);
+    case Op::BVMul: return apply<BVMulSimpl>(mgr, s, args);
+    case Op::BVShl: return apply<BVLslSimpl>(mgr, s, args);
+    case Op::BVLshr: return apply<BVLsrSimpl>(mgr, s, args);
+    case Op::BVAshr: return apply<BVAsrSimpl>(mgr, s, args);
+    case Op::BVUdiv: return apply<BVUdivSimpl>(mgr, s, args);
+    case Op::BVSdiv: return apply<BVSdivSimpl>(mgr, s, args);
+    case Op::BVUrem: return apply<BVUremSimpl>(mgr, s, args);
+    case Op::BVSrem: return apply<BVSremSimpl>(mgr, s, args);
+    case Op::BVNot: return apply<BVNotSimpl>(mgr, s, args);
+    case Op::BVAnd: return apply<BVAndSimpl>(mgr, s, args);
+    case Op::BVOr: return apply<BVOrSimpl>(mgr, s, args);
+    case Op::BVXor: return apply<BVXorSimpl>(mgr, s, args);
+    case Op::BVUlt: return apply<BVUltSimpl>(mgr, s, args);
+    case Op::BVUle: return apply<BVUleSimpl>(mgr, s, args);
+    case Op::BVSlt: return apply<BVSltSimpl>(mgr, s, args);
+    case Op::BVSle: return apply<BVSleSimpl>(mgr, s, args);
+    case Op::BVComp: return apply<BVCompSimpl>(mgr, s, args);
+    case Op::BVConcat: return apply<BVConcatSimpl>(mgr, s, args);
+    case Op::BVExtract: return apply<BVSelectSimpl>(mgr, s, args);
+    case Op::BVZeroExtend: return apply<BVZextSimpl>(mgr, s, args);
+    case Op::BVSignExtend: return apply<BVSextSimpl>(mgr, s, args);
+    case Op::BVRotateLeft: return apply<BVRolSimpl>(mgr, s, args);
+    case Op::BVRotateRight: return apply<BVRorSimpl>(mgr, s, args);
+    default: return mgr->make_term(s, args);
+  }
+}
+
+}  // namespace kora::termsimpl

@@ -1,0 +1,143 @@
+#include "kora/terms/term.h"
+
+#include <unistd.h>
+
+#include <iostream>
+#include <ostream>
+#include <utility>
+
+namespace kora {
+
+std::string DataType::to_string() const {
+  switch (kind_) {
+    case Kind::Bool:
+      return "Bool";
+    case Kind::BitVec:
+      return "(_ BitVec " + std::to_string(width_) + ")";
+    case Kind::Array:
+      return "(Array " + index_->to_string() + " " + element_->to_string() + ")";
+    case Kind::Sort:
+      break;
+  }
+  return name_;
+}
+
+const char* op_name(Op op) noexcept {
+  switch (op) {
+    case Op::Constant:
+      return "constant";
+    case Op::True:
+      return "true";
+    case Op::False:
+      return "false";
+    case Op::BVNumber:
+      return "numeral";
+    case Op::AbstractValue:
+      return "abstract value";
+    case Op::ConstArray:
+      return "const";
+    case Op::Not:
+      return "not";
+    case Op::And:
+      return "and";
+    case Op::Or:
+      return "or";
+    case Op::Iff:
+    case Op::Equal:
+      return "=";
+    case Op::Ite:
+      return "ite";
+    case Op::BVAdd:
+      return "bvadd";
+    case Op::BVSub:
+      return "bvsub";
+    case Op::BVNeg:
+      return "bvneg";
+    case Op::BVMul:
+      return "bvmul";
+    case Op::BVShl:
+      return "bvshl";
+    case Op::BVLshr:
+      return "bvlshr";
+    case Op::BVAshr:
+      return "bvashr";
+    case Op::BVUdiv:
+      return "bvudiv";
+    case Op::BVSdiv:
+      return "bvsdiv";
+    case Op::BVUrem:
+      return "bvurem";
+    case Op::BVSrem:
+      return "bvsrem";
+    case Op::BVNot:
+      return "bvnot";
+    case Op::BVAnd:
+      return "bvand";
+    case Op::BVOr:
+      return "bvor";
+    case Op::BVXor:
+      return "bvxor";
+    case Op::BVUlt:
+      return "bvult";
+    case Op::BVUle:
+      return "bvule";
+    case Op::BVSlt:
+      return "bvslt";
+    case Op::BVSle:
+      return "bvsle";
+    case Op::BVComp:
+      return "bvcomp";
+    case Op::BVConcat:
+      return "concat";
+    case Op::BVExtract:
+      return "extract";
+    case Op::BVZeroExtend:
+      return "zero_extend";
+    case Op::BVSignExtend:
+      return "sign_extend";
+    case Op::BVRotateLeft:
+      return "rotate_left";
+    case Op::BVRotateRight:
+      return "rotate_right";
+  }
+  return "?";
+}
+
+std::string Term::to_shallow_str() const {
+  // Iterative so that deeply nested terms cannot exhaust the stack. Each
+  // frame is a term and the index of the next argument to print.
+  std::string out;
+  std::vector<std::pair<const Term*, std::size_t>> stack;
+  stack.emplace_back(this, 0);
+  while (!stack.empty()) {
+    auto& [t, next] = stack.back();
+    if (t->arity() == 0) {
+      out += t->symbol_->name();
+      stack.pop_back();
+      continue;
+    }
+    if (next == 0) {
+      out += '(';
+      out += t->symbol_->name();
+    }
+    if (next == t->arity()) {
+      out += ')';
+      stack.pop_back();
+      continue;
+    }
+    out += ' ';
+    const Term* child = t->arg(next++);
+    stack.emplace_back(child, 0);
+  }
+  return out;
+}
+
+std::ostream& operator<<(std::ostream& os, const Term& t) { return os << t.to_shallow_str(); }
+
+bool is_terminal(const std::ostream& os) {
+  if (&os == &std::cout) return ::isatty(STDOUT_FILENO) != 0;
+  if (&os == &std::cerr || &os == &std::clog) return ::isatty(STDERR_FILENO) != 0;
+  return false;
+}
+
+}  // namespace kora

@@ -1,0 +1,167 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "kora/utils/hashtable.h"
+
+namespace kora {
+
+class TermManager;
+
+// The sort of a term. Types are unique per sort and compared by pointer.
+class DataType {
+ public:
+  enum class Kind : std::uint8_t { Bool, BitVec, Array, Sort };
+
+  Kind kind() const noexcept { return kind_; }
+  bool is_bool() const noexcept { return kind_ == Kind::Bool; }
+  bool is_bv() const noexcept { return kind_ == Kind::BitVec; }
+  bool is_array() const noexcept { return kind_ == Kind::Array; }
+  bool is_sort() const noexcept { return kind_ == Kind::Sort; }
+  // Bit width of a bit-vector type, 0 otherwise.
+  std::size_t width() const noexcept { return width_; }
+  const DataType* index() const noexcept { return index_; }
+  const DataType* element() const noexcept { return element_; }
+  // Name of a declared sort.
+  const std::string& name() const noexcept { return name_; }
+  // SMT-LIB form: Bool, (_ BitVec 8), (Array (_ BitVec 4) Bool), U.
+  std::string to_string() const;
+
+ private:
+  friend class TermManager;
+  DataType(Kind kind, std::size_t width, const DataType* index, const DataType* element,
+           std::string name)
+      : kind_(kind), width_(width), index_(index), element_(element), name_(std::move(name)) {}
+
+  Kind kind_;
+  std::size_t width_;
+  const DataType* index_;
+  const DataType* element_;
+  std::string name_;
+};
+
+// Operators (and kinds of constants) that a symbol can stand for.
+enum class Op : std::uint8_t {
+  // Constants.
+  Constant,       // declared (uninterpreted) constant
+  True,
+  False,
+  BVNumber,       // bit-vector numeral
+  AbstractValue,  // (as @K U)
+  ConstArray,     // ((as const (Array I E)) v), one argument
+  // Boolean and generic operators.
+  Not,
+  And,
+  Or,
+  Iff,
+  Equal,
+  Ite,
+  // Bit-vector operators.
+  BVAdd,
+  BVSub,
+  BVNeg,
+  BVMul,
+  BVShl,
+  BVLshr,
+  BVAshr,
+  BVUdiv,
+  BVSdiv,
+  BVUrem,
+  BVSrem,
+  BVNot,
+  BVAnd,
+  BVOr,
+  BVXor,
+  BVUlt,
+  BVUle,
+  BVSlt,
+  BVSle,
+  BVComp,
+  BVConcat,
+  BVExtract,
+  BVZeroExtend,
+  BVSignExtend,
+  BVRotateLeft,
+  BVRotateRight,
+};
+
+inline constexpr std::size_t kOpCount = static_cast<std::size_t>(Op::BVRotateRight) + 1;
+
+// SMT-LIB name of an operator ("bvadd", "extract", "=" ...).
+const char* op_name(Op op) noexcept;
+
+// The operator or constant of a term; hash-consed, compared by pointer.
+// Parameterised operators keep their parameters here:
+//   bit-vector operators over width w:  params {w}
+//   BVConcat                             {first_width, second_width}
+//   BVExtract                            {msb, lsb, width}
+//   BVZeroExtend, BVSignExtend           {amount, width}
+//   BVRotateLeft, BVRotateRight          {amount, width}
+//   BVNumber                             {width}
+//   AbstractValue                        {index}
+class Symbol {
+ public:
+  Op op() const noexcept { return op_; }
+  const DataType* get_output_type() const noexcept { return output_; }
+  // The printed name: the constant's name, the numeral, or the operator in
+  // SMT-LIB syntax (indexed ones as "(_ extract 3 0)").
+  const std::string& name() const noexcept { return name_; }
+  std::size_t param(std::size_t i) const noexcept { return i < 3 ? params_[i] : 0; }
+  // Symbols of terms without arguments: declared constants and values.
+  bool is_constant() const noexcept { return op_ < Op::ConstArray; }
+
+ private:
+  friend class TermManager;
+  Symbol(Op op, const DataType* output, std::string name, std::size_t p0, std::size_t p1,
+         std::size_t p2)
+      : op_(op), output_(output), name_(std::move(name)), params_{p0, p1, p2} {}
+
+  Op op_;
+  const DataType* output_;
+  std::string name_;
+  std::size_t params_[3];
+};
+
+// An immutable, hash-consed term: a symbol over an ordered list of arguments.
+// Two terms are the same term exactly when their pointers are equal.
+class Term {
+ public:
+  // The identifier comes first: the hash tables read it as the term's hash.
+  std::uint64_t id() const noexcept { return id_; }
+  const Symbol* get_symbol() const noexcept { return symbol_; }
+  const DataType* type() const noexcept { return symbol_->get_output_type(); }
+  std::size_t arity() const noexcept { return args_.size(); }
+  const Term* arg(std::size_t i) const noexcept { return args_[i]; }
+  const std::vector<const Term*>& args() const noexcept { return args_; }
+  // The term in SMT-LIB syntax.
+  std::string to_shallow_str() const;
+
+ private:
+  friend class TermManager;
+  Term(std::uint64_t id, const Symbol* symbol, std::vector<const Term*> args)
+      : id_(id), symbol_(symbol), args_(std::move(args)) {}
+
+  std::uint64_t id_;
+  const Symbol* symbol_;
+  std::vector<const Term*> args_;
+};
+
+std::ostream& operator<<(std::ostream& os, const Term& t);
+
+// Whether the stream writes to a terminal (only the standard streams can).
+bool is_terminal(const std::ostream& os);
+
+namespace hsh {
+// Terms hash by their identifier, never by address, so that iteration order
+// does not depend on where the allocator put them.
+template <>
+struct hash<const Term*> {
+  std::uint64_t operator()(const Term* t) const noexcept { return t->id(); }
+};
+}  // namespace hsh
+
+}  // namespace kora

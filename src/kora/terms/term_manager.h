@@ -1,0 +1,211 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "kora/numbers/qnumber.h"
+#include "kora/terms/term.h"
+#include "kora/utils/hashtable.h"
+
+namespace kora {
+
+// Factory and query interface of the term layer. Types, symbols and terms are
+// hash-consed: asking twice for the same thing gives the same pointer, and
+// everything lives as long as the manager.
+//
+// Queries fill their out-parameters only when they answer true.
+class TermManager {
+ public:
+  TermManager();
+  TermManager(const TermManager&) = delete;
+  TermManager& operator=(const TermManager&) = delete;
+  virtual ~TermManager();
+
+  // The hash-consed term with symbol s over args (in order). Arity and sorts
+  // are the caller's responsibility.
+  virtual const Term* make_term(const Symbol* s, const std::vector<const Term*>& args);
+
+  // --- Fixed objects ----------------------------------------------------
+  const DataType* bool_type() const noexcept { return bool_type_; }
+  const Term* true_term() const noexcept { return true_term_; }
+  const Term* false_term() const noexcept { return false_term_; }
+  const Symbol* true_symbol() const noexcept { return true_term_->get_symbol(); }
+  const Symbol* false_symbol() const noexcept { return false_term_->get_symbol(); }
+
+  // --- Types ------------------------------------------------------------
+  const DataType* bv_type(std::size_t width);
+  const DataType* array_type(const DataType* index, const DataType* element);
+  // A declared (uninterpreted) sort; the same name gives the same type.
+  const DataType* sort_type(const std::string& name);
+
+  bool is_bv_type(const DataType* t, std::size_t* width) const;
+  // Either out-parameter may be null.
+  bool is_array_type(const DataType* t, const DataType** index, const DataType** element) const;
+
+  // --- Constants and values ---------------------------------------------
+  // A declared constant; the same name and type give the same term.
+  const Term* make_constant(const std::string& name, const DataType* type);
+  // The numeral of value mod 2^width (negative values wrap to their two's
+  // complement pattern).
+  const Term* make_bv_number(const QNumber& value, std::size_t width);
+  // The same for a machine integer, sign-extended first.
+  const Term* make_bv_number(int value, std::size_t width);
+  // The abstract value (as @index sort) of a declared sort.
+  const Term* make_abstract_value(std::size_t index, const DataType* sort);
+  // The constant array of type array_type whose every element is value.
+  const Term* make_const_array(const DataType* array_type, const Term* value);
+
+  // True when s is a bit-vector numeral; then *value is its value.
+  bool number_value(const Symbol* s, QNumber* value) const;
+  // The value of a numeral symbol, or null for any other symbol.
+  const QNumber* find_number(const Symbol* s) const;
+
+  // --- Atoms and Boolean structure --------------------------------------
+  // a = b, built as given (no reordering, no simplification).
+  const Term* make_equal(const Term* a, const Term* b);
+  // Boolean equivalence a <=> b, printed as (= a b).
+  const Term* make_iff(const Term* a, const Term* b);
+  const Term* make_not(const Term* a);
+  const Term* make_and(const Term* a, const Term* b);
+  const Term* make_or(const Term* a, const Term* b);
+  const Term* make_ite(const Term* c, const Term* x, const Term* y);
+
+  const Symbol* make_not_symbol();
+  const Symbol* make_and_symbol();
+  const Symbol* make_or_symbol();
+  const Symbol* make_iff_symbol();
+  const Symbol* make_equal_symbol(const DataType* side_type);
+  const Symbol* make_ite_symbol(const DataType* branch_type);
+
+  // --- Bit-vector operator symbols over arguments of width w ------------
+  const Symbol* make_bv_add_symbol(std::size_t w);
+  const Symbol* make_bv_sub_symbol(std::size_t w);
+  const Symbol* make_bv_neg_symbol(std::size_t w);
+  const Symbol* make_bv_mul_symbol(std::size_t w);
+  const Symbol* make_bv_shl_symbol(std::size_t w);
+  const Symbol* make_bv_lshr_symbol(std::size_t w);
+  const Symbol* make_bv_ashr_symbol(std::size_t w);
+  const Symbol* make_bv_udiv_symbol(std::size_t w);
+  const Symbol* make_bv_sdiv_symbol(std::size_t w);
+  const Symbol* make_bv_urem_symbol(std::size_t w);
+  const Symbol* make_bv_srem_symbol(std::size_t w);
+  const Symbol* make_bv_not_symbol(std::size_t w);
+  const Symbol* make_bv_and_symbol(std::size_t w);
+  const Symbol* make_bv_or_symbol(std::size_t w);
+  const Symbol* make_bv_xor_symbol(std::size_t w);
+  const Symbol* make_bv_ult_symbol(std::size_t w);
+  const Symbol* make_bv_ule_symbol(std::size_t w);
+  const Symbol* make_bv_slt_symbol(std::size_t w);
+  const Symbol* make_bv_sle_symbol(std::size_t w);
+  const Symbol* make_bv_comp_symbol(std::size_t w);
+  // A symbol of any of the operators above by its Op (w = argument width).
+  const Symbol* make_bv_symbol(Op op, std::size_t w);
+
+  // Concatenation of a high part of first_width bits and a low part of
+  // second_width bits.
+  const Symbol* make_bv_concat_symbol(std::size_t first_width, std::size_t second_width);
+  // Bits msb down to lsb (inclusive) of an argument of width bits.
+  const Symbol* make_bv_extract_symbol(std::size_t msb, std::size_t lsb, std::size_t width);
+  const Symbol* make_bv_zero_extend_symbol(std::size_t amount, std::size_t width);
+  const Symbol* make_bv_sign_extend_symbol(std::size_t amount, std::size_t width);
+  // Rotation by amount of an argument of width bits; the rotation queries
+  // return the two parameters in this order.
+  const Symbol* make_bv_rotate_left_symbol(std::size_t amount, std::size_t width);
+  const Symbol* make_bv_rotate_right_symbol(std::size_t amount, std::size_t width);
+
+  // --- Symbol queries ---------------------------------------------------
+  bool is_bv_concat(const Symbol* s, std::size_t* first_width, std::size_t* second_width) const;
+  bool is_bv_extract(const Symbol* s, std::size_t* msb, std::size_t* lsb,
+                     std::size_t* width) const;
+  bool is_bv_rotate_left(const Symbol* s, std::size_t* amount, std::size_t* width) const;
+  bool is_bv_rotate_right(const Symbol* s, std::size_t* amount, std::size_t* width) const;
+  bool is_bv_ult(const Symbol* s, std::size_t* width) const;
+  bool is_bv_ule(const Symbol* s, std::size_t* width) const;
+  bool is_bv_slt(const Symbol* s, std::size_t* width) const;
+  bool is_bv_sle(const Symbol* s, std::size_t* width) const;
+
+  // Number of distinct terms made so far.
+  std::size_t term_count() const noexcept { return terms_.size(); }
+
+ private:
+  struct SymbolKey {
+    Op op;
+    const DataType* type;
+    std::size_t p0, p1, p2;
+    std::string name;
+    bool operator==(const SymbolKey&) const = default;
+  };
+  struct SymbolKeyHash {
+    std::size_t operator()(const SymbolKey& k) const noexcept;
+  };
+  struct TypeKey {
+    DataType::Kind kind;
+    std::size_t width;
+    const DataType* index;
+    const DataType* element;
+    std::string name;
+    bool operator==(const TypeKey&) const = default;
+  };
+  struct TypeKeyHash {
+    std::size_t operator()(const TypeKey& k) const noexcept;
+  };
+  struct NumeralKey {
+    std::size_t width;
+    QNumber value;
+    bool operator==(const NumeralKey& o) const { return width == o.width && value == o.value; }
+  };
+  struct NumeralKeyHash {
+    std::size_t operator()(const NumeralKey& k) const noexcept;
+  };
+  struct TermHash {
+    using is_transparent = void;
+    std::size_t operator()(const Term* t) const noexcept;
+    std::size_t operator()(const std::pair<const Symbol*, const std::vector<const Term*>*>& k)
+        const noexcept;
+  };
+  struct TermEq {
+    using is_transparent = void;
+    bool operator()(const Term* a, const Term* b) const noexcept { return a == b; }
+    bool operator()(const std::pair<const Symbol*, const std::vector<const Term*>*>& k,
+                    const Term* t) const noexcept;
+    bool operator()(const Term* t,
+                    const std::pair<const Symbol*, const std::vector<const Term*>*>& k)
+        const noexcept {
+      return (*this)(k, t);
+    }
+  };
+  using NumeralTable = hsh::Hashtable<std::pair<const Symbol*, QNumber>,
+                                      hsh::GetKey_pair<const Symbol*, QNumber>, const Symbol*,
+                                      hsh::hash<const Symbol*>, std::equal_to<const Symbol*>>;
+
+  const DataType* intern_type(DataType::Kind kind, std::size_t width, const DataType* index,
+                              const DataType* element, const std::string& name);
+  const Symbol* intern_symbol(Op op, const DataType* type, std::size_t p0, std::size_t p1,
+                              std::size_t p2, std::string name);
+  const Term* make_constant_term(const Symbol* s) { return make_term(s, {}); }
+  bool query_params(const Symbol* s, Op op, std::size_t* a, std::size_t* b = nullptr,
+                    std::size_t* c = nullptr) const;
+
+  std::deque<DataType> types_;
+  std::deque<Symbol> symbols_;
+  std::deque<Term> terms_;
+  std::unordered_map<TypeKey, const DataType*, TypeKeyHash> type_index_;
+  std::unordered_map<SymbolKey, const Symbol*, SymbolKeyHash> symbol_index_;
+  std::unordered_map<NumeralKey, const Term*, NumeralKeyHash> numeral_index_;
+  std::unordered_set<const Term*, TermHash, TermEq> term_index_;
+  NumeralTable numerals_;
+  std::uint64_t next_term_id_ = 1;
+
+  const DataType* bool_type_ = nullptr;
+  const Term* true_term_ = nullptr;
+  const Term* false_term_ = nullptr;
+};
+
+}  // namespace kora
