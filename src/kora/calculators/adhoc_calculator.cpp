@@ -29,7 +29,9 @@ void AdHocCalculator::calculated_value(const Term* a, const Term* value) {
   store_->add_model_constraint(c, true);
 }
 
-void AdHocCalculator::fail(const char* message) { throw error(std::string(message)); }
+void AdHocCalculator::fail(const char* message) {
+  throw error(std::string(message));
+}
 
 std::size_t AdHocCalculator::width_of(const Term* t) const {
   std::size_t w = 0;

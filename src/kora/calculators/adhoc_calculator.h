@@ -111,12 +111,12 @@ class AdHocCalculator {
   FreeTermPredicate* pred_;
 };
 
-#define KORA_ADHOC_CALCULATOR(Name)                                 \
-  class Name final : public AdHocCalculator {                       \
-   public:                                                          \
-    using AdHocCalculator::AdHocCalculator;                         \
-    ~Name() override;                                               \
-    void operator()(const Term* t, const Term* v) override;         \
+#define KORA_ADHOC_CALCULATOR(Name)                         \
+  class Name final : public AdHocCalculator {               \
+   public:                                                  \
+    using AdHocCalculator::AdHocCalculator;                 \
+    ~Name() override;                                       \
+    void operator()(const Term* t, const Term* v) override; \
   }
 
 // Boolean connectives.

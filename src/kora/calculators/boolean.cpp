@@ -115,8 +115,8 @@ void EqAdHocCalculator::operator()(const Term* t, const Term* v) {
     const DataType* type = f.term->get_symbol()->get_output_type();
     if (mgr_->is_array_type(type, nullptr, nullptr)) fail(kArraysMessage);
     if (!mgr_->is_bv_type(type, &w)) fail(kUnsupportedTypeMessage);
-    const Term* successor = fold<termsimpl::BVAddSimpl>(
-        mgr_->make_bv_add_symbol(w), {other_value, mgr_->make_bv_number(1, w)});
+    const Term* successor = fold<termsimpl::BVAddSimpl>(mgr_->make_bv_add_symbol(w),
+                                                        {other_value, mgr_->make_bv_number(1, w)});
     calculated_value(f.term, successor);
     return;
   }

@@ -22,6 +22,9 @@ CalculatorTable::CalculatorTable(TermManager* mgr, ModelStore* store, FreeTermPr
   add(Op::Iff, make<IffAdHocCalculator>(mgr, store, pred));
   add(Op::Ite, make<IteAdHocCalculator>(mgr, store, pred));
   add(Op::Equal, make<EqAdHocCalculator>(mgr, store, pred));
+  // Bit-vector arithmetic.
+  // Bit-vector comparisons.
+  // Bitwise and structural.
 }
 
 AdHocCalculator* CalculatorTable::find(const Term* t) const {

@@ -108,7 +108,9 @@ void ModelStore::add_model_constraint(const Term* c, bool /*flag*/) {
   }
 }
 
-Logger& ModelStore::log(int level) { return logger_.start(level); }
+Logger& ModelStore::log(int level) {
+  return logger_.start(level);
+}
 
 void ModelStore::set_value(const Term* constant, const Term* value) {
   values_[constant] = value;

@@ -17,9 +17,9 @@ namespace kora {
 // the calculators computed (adhoc_values).
 class ModelStore {
  public:
-  using AdhocTable =
-      hsh::Hashtable<std::pair<const Term*, const Term*>, hsh::GetKey_pair<const Term*, const Term*>,
-                     const Term*, hsh::hash<const Term*>, std::equal_to<const Term*>>;
+  using AdhocTable = hsh::Hashtable<std::pair<const Term*, const Term*>,
+                                    hsh::GetKey_pair<const Term*, const Term*>, const Term*,
+                                    hsh::hash<const Term*>, std::equal_to<const Term*>>;
 
   explicit ModelStore(TermManager* mgr, std::ostream* log_stream = nullptr);
   ModelStore(const ModelStore&) = delete;

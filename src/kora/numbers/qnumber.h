@@ -86,10 +86,17 @@ class QNumber {
   mpz_ptr big_num() const noexcept { return num_.big; }
   mpz_ptr big_den() const noexcept { return num_.big + 1; }
   void make_big();  // converts the small value in place to the big form
+  // Writes the small value n/d: into the words of a small number, into the
+  // block of a big one (which stays big).
   void set_small(std::int64_t n, std::int64_t d) noexcept;
-  void release() noexcept;
+  // Writes an integer result; -2^63 forces the big form.
+  void store_integer(std::int64_t v);
+  void release() noexcept;  // frees the block, leaving the small 0/1
   void add_signed(const QNumber& o, bool negate);
-  void add_big(const QNumber& o, bool negate);
+  void add_big(const QNumber& o, bool negate) noexcept;
+  void add_big_small(std::int64_t c, std::int64_t d) noexcept;
+  void mul_big(const QNumber& o) noexcept;
+  void mul_big_small(std::int64_t c, std::int64_t d) noexcept;
 
   Word num_;
   std::int64_t den_;
@@ -102,7 +109,9 @@ QNumber operator+(const QNumber& a, long b);
 QNumber operator-(const QNumber& a, long b);
 QNumber operator/(const QNumber& a, long b);
 bool operator<(const QNumber& a, long b);
-inline bool operator!=(const QNumber& a, const QNumber& b) { return !(a == b); }
+inline bool operator!=(const QNumber& a, const QNumber& b) {
+  return !(a == b);
+}
 
 std::ostream& operator<<(std::ostream& os, const QNumber& q);
 

@@ -21,7 +21,21 @@ mpz_class to_signed(const mpz_class& v, std::size_t w) {
   return mpz_tstbit(v.get_mpz_t(), w - 1) != 0 ? mpz_class(v - pow2(w)) : v;
 }
 
-bool is_value(const Term* t) { return t->arity() == 0 && t->get_symbol()->is_constant(); }
+// Model values: true, false, numerals, abstract values and constant arrays
+// of a value. Declared constants are not values.
+bool is_value(const Term* t) {
+  switch (t->get_symbol()->op()) {
+    case Op::True:
+    case Op::False:
+    case Op::BVNumber:
+    case Op::AbstractValue:
+      return true;
+    case Op::ConstArray:
+      return is_value(t->arg(0));
+    default:
+      return false;
+  }
+}
 
 // Applies f to the numeric values of the arguments (at most two) when all of
 // them are numerals; otherwise the application is rebuilt as it is.
@@ -58,11 +72,17 @@ mpz_class udiv(const mpz_class& a, const mpz_class& b, std::size_t w) {
   return b == 0 ? mpz_class(pow2(w) - 1) : mpz_class(a / b);
 }
 
-mpz_class urem(const mpz_class& a, const mpz_class& b) { return b == 0 ? a : mpz_class(a % b); }
+mpz_class urem(const mpz_class& a, const mpz_class& b) {
+  return b == 0 ? a : mpz_class(a % b);
+}
 
-mpz_class neg(const mpz_class& a, std::size_t w) { return (pow2(w) - a) % pow2(w); }
+mpz_class neg(const mpz_class& a, std::size_t w) {
+  return (pow2(w) - a) % pow2(w);
+}
 
-bool msb(const mpz_class& a, std::size_t w) { return mpz_tstbit(a.get_mpz_t(), w - 1) != 0; }
+bool msb(const mpz_class& a, std::size_t w) {
+  return mpz_tstbit(a.get_mpz_t(), w - 1) != 0;
+}
 
 mpz_class shift_left(const mpz_class& a, const mpz_class& b, std::size_t w) {
   if (b >= w) return 0;
@@ -125,8 +145,7 @@ const Term* BVUdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Arg
 }
 
 const Term* BVUremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) { return urem(a, b); });
+  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return urem(a, b); });
 }
 
 const Term* BVSdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
@@ -185,8 +204,8 @@ const Term* BVSleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args
 }
 
 const Term* BVCompSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_numerals(mgr, s, args,
-                       [&](const Values& v) { return mgr->make_bv_number(v[0] == v[1] ? 1 : 0, 1); });
+  return fold_numerals(
+      mgr, s, args, [&](const Values& v) { return mgr->make_bv_number(v[0] == v[1] ? 1 : 0, 1); });
 }
 
 const Term* BVConcatSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
@@ -301,39 +320,72 @@ const Term* apply(TermManager* mgr, const Symbol* s, const Args& args) {
 
 const Term* fold(TermManager* mgr, const Symbol* s, const Args& args) {
   switch (s->op()) {
-    case Op::Not: return apply<NotSimpl>(mgr, s, args);
-    case Op::And: return apply<AndSimpl>(mgr, s, args);
-    case Op::Or: return apply<OrSimpl>(mgr, s, args);
-    case Op::Iff: return apply<IffSimpl>(mgr, s, args);
-    case Op::Equal: return apply<EqualSimpl>(mgr, s, args);
-    case Op::Ite: return apply<IteSimpl>(mgr, s, args);
-    case Op::BVAdd: return apply<BVAddSimpl>(mgr, s, args);
-    case Op::BVSub: return apply<BVSubSimpl>(mgr, s, args);
-    case Op::BVNeg: return apply<BVNegSimpl>(mgr, s, args);
-    case Op::BVMul: return apply<BVMulSimpl>(mgr, s, args);
-    case Op::BVShl: return apply<BVLslSimpl>(mgr, s, args);
-    case Op::BVLshr: return apply<BVLsrSimpl>(mgr, s, args);
-    case Op::BVAshr: return apply<BVAsrSimpl>(mgr, s, args);
-    case Op::BVUdiv: return apply<BVUdivSimpl>(mgr, s, args);
-    case Op::BVSdiv: return apply<BVSdivSimpl>(mgr, s, args);
-    case Op::BVUrem: return apply<BVUremSimpl>(mgr, s, args);
-    case Op::BVSrem: return apply<BVSremSimpl>(mgr, s, args);
-    case Op::BVNot: return apply<BVNotSimpl>(mgr, s, args);
-    case Op::BVAnd: return apply<BVAndSimpl>(mgr, s, args);
-    case Op::BVOr: return apply<BVOrSimpl>(mgr, s, args);
-    case Op::BVXor: return apply<BVXorSimpl>(mgr, s, args);
-    case Op::BVUlt: return apply<BVUltSimpl>(mgr, s, args);
-    case Op::BVUle: return apply<BVUleSimpl>(mgr, s, args);
-    case Op::BVSlt: return apply<BVSltSimpl>(mgr, s, args);
-    case Op::BVSle: return apply<BVSleSimpl>(mgr, s, args);
-    case Op::BVComp: return apply<BVCompSimpl>(mgr, s, args);
-    case Op::BVConcat: return apply<BVConcatSimpl>(mgr, s, args);
-    case Op::BVExtract: return apply<BVSelectSimpl>(mgr, s, args);
-    case Op::BVZeroExtend: return apply<BVZextSimpl>(mgr, s, args);
-    case Op::BVSignExtend: return apply<BVSextSimpl>(mgr, s, args);
-    case Op::BVRotateLeft: return apply<BVRolSimpl>(mgr, s, args);
-    case Op::BVRotateRight: return apply<BVRorSimpl>(mgr, s, args);
-    default: return mgr->make_term(s, args);
+    case Op::Not:
+      return apply<NotSimpl>(mgr, s, args);
+    case Op::And:
+      return apply<AndSimpl>(mgr, s, args);
+    case Op::Or:
+      return apply<OrSimpl>(mgr, s, args);
+    case Op::Iff:
+      return apply<IffSimpl>(mgr, s, args);
+    case Op::Equal:
+      return apply<EqualSimpl>(mgr, s, args);
+    case Op::Ite:
+      return apply<IteSimpl>(mgr, s, args);
+    case Op::BVAdd:
+      return apply<BVAddSimpl>(mgr, s, args);
+    case Op::BVSub:
+      return apply<BVSubSimpl>(mgr, s, args);
+    case Op::BVNeg:
+      return apply<BVNegSimpl>(mgr, s, args);
+    case Op::BVMul:
+      return apply<BVMulSimpl>(mgr, s, args);
+    case Op::BVShl:
+      return apply<BVLslSimpl>(mgr, s, args);
+    case Op::BVLshr:
+      return apply<BVLsrSimpl>(mgr, s, args);
+    case Op::BVAshr:
+      return apply<BVAsrSimpl>(mgr, s, args);
+    case Op::BVUdiv:
+      return apply<BVUdivSimpl>(mgr, s, args);
+    case Op::BVSdiv:
+      return apply<BVSdivSimpl>(mgr, s, args);
+    case Op::BVUrem:
+      return apply<BVUremSimpl>(mgr, s, args);
+    case Op::BVSrem:
+      return apply<BVSremSimpl>(mgr, s, args);
+    case Op::BVNot:
+      return apply<BVNotSimpl>(mgr, s, args);
+    case Op::BVAnd:
+      return apply<BVAndSimpl>(mgr, s, args);
+    case Op::BVOr:
+      return apply<BVOrSimpl>(mgr, s, args);
+    case Op::BVXor:
+      return apply<BVXorSimpl>(mgr, s, args);
+    case Op::BVUlt:
+      return apply<BVUltSimpl>(mgr, s, args);
+    case Op::BVUle:
+      return apply<BVUleSimpl>(mgr, s, args);
+    case Op::BVSlt:
+      return apply<BVSltSimpl>(mgr, s, args);
+    case Op::BVSle:
+      return apply<BVSleSimpl>(mgr, s, args);
+    case Op::BVComp:
+      return apply<BVCompSimpl>(mgr, s, args);
+    case Op::BVConcat:
+      return apply<BVConcatSimpl>(mgr, s, args);
+    case Op::BVExtract:
+      return apply<BVSelectSimpl>(mgr, s, args);
+    case Op::BVZeroExtend:
+      return apply<BVZextSimpl>(mgr, s, args);
+    case Op::BVSignExtend:
+      return apply<BVSextSimpl>(mgr, s, args);
+    case Op::BVRotateLeft:
+      return apply<BVRolSimpl>(mgr, s, args);
+    case Op::BVRotateRight:
+      return apply<BVRorSimpl>(mgr, s, args);
+    default:
+      return mgr->make_term(s, args);
   }
 }
 

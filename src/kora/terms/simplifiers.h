@@ -28,10 +28,10 @@ class StdTermSimplifier {
   };
 };
 
-#define KORA_DECLARE_FOLDER(Name)                                      \
-  class Name final : public StdTermSimplifier::simpl_fun {             \
-   public:                                                             \
-    const Term* operator()(TermManager* mgr, const Symbol* s,          \
+#define KORA_DECLARE_FOLDER(Name)                                          \
+  class Name final : public StdTermSimplifier::simpl_fun {                 \
+   public:                                                                 \
+    const Term* operator()(TermManager* mgr, const Symbol* s,              \
                            const std::vector<const Term*>& args) override; \
   }
 

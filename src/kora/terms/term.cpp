@@ -132,7 +132,9 @@ std::string Term::to_shallow_str() const {
   return out;
 }
 
-std::ostream& operator<<(std::ostream& os, const Term& t) { return os << t.to_shallow_str(); }
+std::ostream& operator<<(std::ostream& os, const Term& t) {
+  return os << t.to_shallow_str();
+}
 
 bool is_terminal(const std::ostream& os) {
   if (&os == &std::cout) return ::isatty(STDOUT_FILENO) != 0;

@@ -47,7 +47,7 @@ class DataType {
 // Operators (and kinds of constants) that a symbol can stand for.
 enum class Op : std::uint8_t {
   // Constants.
-  Constant,       // declared (uninterpreted) constant
+  Constant,  // declared (uninterpreted) constant
   True,
   False,
   BVNumber,       // bit-vector numeral

@@ -68,7 +68,8 @@ std::size_t TermManager::NumeralKeyHash::operator()(const NumeralKey& k) const n
   if (k.value.is_small()) return mix(k.width, static_cast<std::size_t>(k.value.small_num()));
   mpz_class v = k.value.numerator();
   std::size_t h = k.width;
-  for (std::size_t i = 0; i < mpz_size(v.get_mpz_t()); ++i) h = mix(h, mpz_getlimbn(v.get_mpz_t(), i));
+  for (std::size_t i = 0; i < mpz_size(v.get_mpz_t()); ++i)
+    h = mix(h, mpz_getlimbn(v.get_mpz_t(), i));
   return h;
 }
 
@@ -219,8 +220,7 @@ const Symbol* TermManager::make_iff_symbol() {
 const Symbol* TermManager::make_equal_symbol(const DataType* side_type) {
   // The side type is part of the key so that equalities over different sorts
   // stay distinct symbols, as the sort checker expects.
-  return intern_symbol(Op::Equal, bool_type_, reinterpret_cast<std::size_t>(side_type), 0, 0,
-                       "=");
+  return intern_symbol(Op::Equal, bool_type_, reinterpret_cast<std::size_t>(side_type), 0, 0, "=");
 }
 const Symbol* TermManager::make_ite_symbol(const DataType* branch_type) {
   return intern_symbol(Op::Ite, branch_type, 0, 0, 0, "ite");
@@ -232,7 +232,9 @@ const Term* TermManager::make_equal(const Term* a, const Term* b) {
 const Term* TermManager::make_iff(const Term* a, const Term* b) {
   return make_term(make_iff_symbol(), {a, b});
 }
-const Term* TermManager::make_not(const Term* a) { return make_term(make_not_symbol(), {a}); }
+const Term* TermManager::make_not(const Term* a) {
+  return make_term(make_not_symbol(), {a});
+}
 const Term* TermManager::make_and(const Term* a, const Term* b) {
   return make_term(make_and_symbol(), {a, b});
 }
@@ -263,11 +265,21 @@ const Symbol* TermManager::make_bv_symbol(Op op, std::size_t w) {
   return intern_symbol(op, out, w, 0, 0, op_name(op));
 }
 
-const Symbol* TermManager::make_bv_add_symbol(std::size_t w) { return make_bv_symbol(Op::BVAdd, w); }
-const Symbol* TermManager::make_bv_sub_symbol(std::size_t w) { return make_bv_symbol(Op::BVSub, w); }
-const Symbol* TermManager::make_bv_neg_symbol(std::size_t w) { return make_bv_symbol(Op::BVNeg, w); }
-const Symbol* TermManager::make_bv_mul_symbol(std::size_t w) { return make_bv_symbol(Op::BVMul, w); }
-const Symbol* TermManager::make_bv_shl_symbol(std::size_t w) { return make_bv_symbol(Op::BVShl, w); }
+const Symbol* TermManager::make_bv_add_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVAdd, w);
+}
+const Symbol* TermManager::make_bv_sub_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVSub, w);
+}
+const Symbol* TermManager::make_bv_neg_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVNeg, w);
+}
+const Symbol* TermManager::make_bv_mul_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVMul, w);
+}
+const Symbol* TermManager::make_bv_shl_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVShl, w);
+}
 const Symbol* TermManager::make_bv_lshr_symbol(std::size_t w) {
   return make_bv_symbol(Op::BVLshr, w);
 }
@@ -286,22 +298,38 @@ const Symbol* TermManager::make_bv_urem_symbol(std::size_t w) {
 const Symbol* TermManager::make_bv_srem_symbol(std::size_t w) {
   return make_bv_symbol(Op::BVSrem, w);
 }
-const Symbol* TermManager::make_bv_not_symbol(std::size_t w) { return make_bv_symbol(Op::BVNot, w); }
-const Symbol* TermManager::make_bv_and_symbol(std::size_t w) { return make_bv_symbol(Op::BVAnd, w); }
-const Symbol* TermManager::make_bv_or_symbol(std::size_t w) { return make_bv_symbol(Op::BVOr, w); }
-const Symbol* TermManager::make_bv_xor_symbol(std::size_t w) { return make_bv_symbol(Op::BVXor, w); }
-const Symbol* TermManager::make_bv_ult_symbol(std::size_t w) { return make_bv_symbol(Op::BVUlt, w); }
-const Symbol* TermManager::make_bv_ule_symbol(std::size_t w) { return make_bv_symbol(Op::BVUle, w); }
-const Symbol* TermManager::make_bv_slt_symbol(std::size_t w) { return make_bv_symbol(Op::BVSlt, w); }
-const Symbol* TermManager::make_bv_sle_symbol(std::size_t w) { return make_bv_symbol(Op::BVSle, w); }
+const Symbol* TermManager::make_bv_not_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVNot, w);
+}
+const Symbol* TermManager::make_bv_and_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVAnd, w);
+}
+const Symbol* TermManager::make_bv_or_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVOr, w);
+}
+const Symbol* TermManager::make_bv_xor_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVXor, w);
+}
+const Symbol* TermManager::make_bv_ult_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVUlt, w);
+}
+const Symbol* TermManager::make_bv_ule_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVUle, w);
+}
+const Symbol* TermManager::make_bv_slt_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVSlt, w);
+}
+const Symbol* TermManager::make_bv_sle_symbol(std::size_t w) {
+  return make_bv_symbol(Op::BVSle, w);
+}
 const Symbol* TermManager::make_bv_comp_symbol(std::size_t w) {
   return make_bv_symbol(Op::BVComp, w);
 }
 
 const Symbol* TermManager::make_bv_concat_symbol(std::size_t first_width,
                                                  std::size_t second_width) {
-  return intern_symbol(Op::BVConcat, bv_type(first_width + second_width), first_width,
-                       second_width, 0, "concat");
+  return intern_symbol(Op::BVConcat, bv_type(first_width + second_width), first_width, second_width,
+                       0, "concat");
 }
 
 const Symbol* TermManager::make_bv_extract_symbol(std::size_t msb, std::size_t lsb,

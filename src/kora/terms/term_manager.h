@@ -122,8 +122,7 @@ class TermManager {
 
   // --- Symbol queries ---------------------------------------------------
   bool is_bv_concat(const Symbol* s, std::size_t* first_width, std::size_t* second_width) const;
-  bool is_bv_extract(const Symbol* s, std::size_t* msb, std::size_t* lsb,
-                     std::size_t* width) const;
+  bool is_bv_extract(const Symbol* s, std::size_t* msb, std::size_t* lsb, std::size_t* width) const;
   bool is_bv_rotate_left(const Symbol* s, std::size_t* amount, std::size_t* width) const;
   bool is_bv_rotate_right(const Symbol* s, std::size_t* amount, std::size_t* width) const;
   bool is_bv_ult(const Symbol* s, std::size_t* width) const;
@@ -167,23 +166,23 @@ class TermManager {
   struct TermHash {
     using is_transparent = void;
     std::size_t operator()(const Term* t) const noexcept;
-    std::size_t operator()(const std::pair<const Symbol*, const std::vector<const Term*>*>& k)
-        const noexcept;
+    std::size_t operator()(
+        const std::pair<const Symbol*, const std::vector<const Term*>*>& k) const noexcept;
   };
   struct TermEq {
     using is_transparent = void;
     bool operator()(const Term* a, const Term* b) const noexcept { return a == b; }
     bool operator()(const std::pair<const Symbol*, const std::vector<const Term*>*>& k,
                     const Term* t) const noexcept;
-    bool operator()(const Term* t,
-                    const std::pair<const Symbol*, const std::vector<const Term*>*>& k)
-        const noexcept {
+    bool operator()(
+        const Term* t,
+        const std::pair<const Symbol*, const std::vector<const Term*>*>& k) const noexcept {
       return (*this)(k, t);
     }
   };
-  using NumeralTable = hsh::Hashtable<std::pair<const Symbol*, QNumber>,
-                                      hsh::GetKey_pair<const Symbol*, QNumber>, const Symbol*,
-                                      hsh::hash<const Symbol*>, std::equal_to<const Symbol*>>;
+  using NumeralTable =
+      hsh::Hashtable<std::pair<const Symbol*, QNumber>, hsh::GetKey_pair<const Symbol*, QNumber>,
+                     const Symbol*, hsh::hash<const Symbol*>, std::equal_to<const Symbol*>>;
 
   const DataType* intern_type(DataType::Kind kind, std::size_t width, const DataType* index,
                               const DataType* element, const std::string& name);

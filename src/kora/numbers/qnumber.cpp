@@ -1,0 +1,751 @@
+#include "kora/numbers/qnumber.h"
+
+#include <climits>
+#include <cstdlib>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+
+#include "kora/numbers/qnumber_internal.h"
+
+namespace kora {
+
+static_assert(sizeof(long) == sizeof(std::int64_t), "the small form relies on a 64-bit long");
+static_assert(sizeof(QNumber) == 2 * sizeof(std::int64_t), "a QNumber is two words");
+
+std::int64_t gcd_cache[kGcdCacheSize][kGcdCacheSize];
+
+mpz_t QNumber::gmp_tmp[QNumber::kGmpTmpCount];
+
+namespace {
+
+constexpr std::int64_t kMax = INT64_MAX;
+constexpr std::int64_t kMin = INT64_MIN;
+
+// The scratch integers are set up on first use rather than by a static
+// constructor, so that numbers built during other translation units' static
+// initialisation already find them usable.
+bool scratch_ready = false;
+
+struct ScratchRelease {
+  ~ScratchRelease() {
+    if (!scratch_ready) return;
+    for (auto& t : QNumber::gmp_tmp) mpz_clear(t);
+    scratch_ready = false;  // a later user (another static's destructor) re-creates them
+  }
+};
+ScratchRelease scratch_release;
+
+inline void ensure_scratch() noexcept {
+  if (scratch_ready) [[likely]]
+    return;
+  for (auto& t : QNumber::gmp_tmp) mpz_init(t);
+  scratch_ready = true;
+}
+
+// Small words are never -2^63, so the magnitude of every word fits a word.
+inline std::int64_t abs_word(std::int64_t x) noexcept {
+  return x < 0 ? -x : x;
+}
+
+// True when x * y would leave [-(2^63-1), 2^63-1]. Testing by division keeps
+// the fast path free of wide multiplies; the test is exact for integers.
+inline bool mul_overflows(std::int64_t x, std::int64_t y) noexcept {
+  return y != 0 && abs_word(x) > kMax / abs_word(y);
+}
+
+// True when a + c would leave the small range. A sum of exactly -2^63 counts
+// as overflow so that the small form never holds it.
+inline bool add_overflows(std::int64_t a, std::int64_t c) noexcept {
+  if (a > 0 && c > 0) return a > kMax - c;
+  if (a < 0 && c < 0) return a <= kMin - c;
+  return false;
+}
+
+__mpz_struct* new_block() {
+  return static_cast<__mpz_struct*>(::operator new(2 * sizeof(__mpz_struct)));
+}
+
+void delete_block(__mpz_struct* p) noexcept {
+  mpz_clear(p);
+  mpz_clear(p + 1);
+  ::operator delete(p);
+}
+
+[[noreturn]] void division_by_zero() {
+  throw std::domain_error("QNumber: division by zero");
+}
+
+}  // namespace
+
+std::int64_t small_gcd(std::int64_t a, std::int64_t b) noexcept {
+  std::uint64_t x = static_cast<std::uint64_t>(abs_word(a));
+  std::uint64_t y = static_cast<std::uint64_t>(abs_word(b));
+  while (y != 0) {
+    if (x < kGcdCacheSize && y < kGcdCacheSize) {
+      std::int64_t& entry = gcd_cache[x][y];
+      if (entry == 0) {
+        std::uint64_t u = x, v = y;
+        while (v != 0) {
+          const std::uint64_t t = u % v;
+          u = v;
+          v = t;
+        }
+        entry = static_cast<std::int64_t>(u);
+        gcd_cache[y][x] = entry;
+      }
+      return entry;
+    }
+    const std::uint64_t t = x % y;
+    x = y;
+    y = t;
+  }
+  return static_cast<std::int64_t>(x);
+}
+
+// ---------------------------------------------------------------------------
+// Construction, copying, destruction
+
+QNumber::QNumber(long v) : num_{v}, den_(1) {
+  if (v == kMin) {
+    num_.small = 0;  // leaves a valid zero should the block allocation throw
+    make_big();
+    mpz_set_si(big_num(), v);
+  }
+}
+
+QNumber::QNumber(const mpz_class& n, const mpz_class& d) : QNumber() {
+  if (sgn(d) == 0) division_by_zero();
+  if (mpz_fits_sint_p(n.get_mpz_t()) && mpz_fits_sint_p(d.get_mpz_t())) {
+    num_.small = mpz_get_si(n.get_mpz_t());
+    den_ = mpz_get_si(d.get_mpz_t());
+  } else {
+    __mpz_struct* block = new_block();
+    mpz_init_set(block, n.get_mpz_t());
+    mpz_init_set(block + 1, d.get_mpz_t());
+    num_.big = block;
+    den_ = 0;
+  }
+  normalize();
+}
+
+QNumber::QNumber(const mpz_class& n) : QNumber() {
+  if (mpz_fits_slong_p(n.get_mpz_t()) && mpz_get_si(n.get_mpz_t()) != kMin) {
+    num_.small = mpz_get_si(n.get_mpz_t());
+  } else {
+    __mpz_struct* block = new_block();
+    mpz_init_set(block, n.get_mpz_t());
+    mpz_init_set_si(block + 1, 1);
+    num_.big = block;
+    den_ = 0;
+  }
+}
+
+QNumber::QNumber(const QNumber& o) : QNumber() {
+  if (o.is_small()) {
+    num_.small = o.num_.small;
+    den_ = o.den_;
+  } else {
+    __mpz_struct* block = new_block();
+    mpz_init_set(block, o.big_num());
+    mpz_init_set(block + 1, o.big_den());
+    num_.big = block;
+    den_ = 0;
+  }
+}
+
+QNumber::QNumber(QNumber&& o) noexcept : num_(o.num_), den_(o.den_) {
+  o.num_.small = 0;
+  o.den_ = 1;
+}
+
+QNumber& QNumber::operator=(const QNumber& o) {
+  if (this == &o) return *this;
+  if (o.is_small()) {
+    set_small(o.num_.small, o.den_);
+    return *this;
+  }
+  if (is_small()) {
+    __mpz_struct* block = new_block();
+    mpz_init(block);
+    mpz_init(block + 1);
+    num_.big = block;
+    den_ = 0;
+  }
+  mpz_set(big_num(), o.big_num());
+  mpz_set(big_den(), o.big_den());
+  return *this;
+}
+
+// Leaves the same form as the copy would (a big target stays big), only
+// without allocating: a big source hands over its block.
+QNumber& QNumber::operator=(QNumber&& o) noexcept {
+  if (this == &o) return *this;
+  if (o.is_small()) {
+    set_small(o.num_.small, o.den_);
+    return *this;
+  }
+  release();
+  num_.big = o.num_.big;
+  den_ = 0;
+  o.num_.small = 0;
+  o.den_ = 1;
+  return *this;
+}
+
+QNumber::~QNumber() {
+  release();
+}
+
+void QNumber::release() noexcept {
+  if (is_small()) return;
+  delete_block(num_.big);
+  num_.small = 0;
+  den_ = 1;
+}
+
+void QNumber::make_big() {
+  // Allocate before touching the words: if new throws, the number is unchanged.
+  __mpz_struct* block = new_block();
+  mpz_init_set_si(block, num_.small);
+  mpz_init_set_si(block + 1, den_);
+  num_.big = block;
+  den_ = 0;
+}
+
+void QNumber::set_small(std::int64_t n, std::int64_t d) noexcept {
+  if (is_small()) {
+    num_.small = n;
+    den_ = d;
+  } else {
+    mpz_set_si(big_num(), n);
+    mpz_set_si(big_den(), d);
+  }
+}
+
+void QNumber::store_integer(std::int64_t v) {
+  if (v == kMin && is_small()) make_big();
+  set_small(v, 1);
+}
+
+// ---------------------------------------------------------------------------
+// Normalisation
+
+void QNumber::normalize() {
+  if (is_small()) {
+    if (num_.small == 0) {
+      den_ = 1;
+      return;
+    }
+    const std::int64_t g = small_gcd(den_, num_.small);
+    num_.small /= g;
+    den_ /= g;
+    if (den_ < 0) {
+      num_.small = -num_.small;
+      den_ = -den_;
+    }
+    return;
+  }
+  mpz_ptr n = big_num();
+  mpz_ptr d = big_den();
+  if (mpz_sgn(n) == 0) {
+    mpz_set_si(d, 1);
+    return;
+  }
+  if (mpz_cmpabs_ui(d, 1) == 0) {
+    if (mpz_sgn(d) < 0) {
+      mpz_neg(n, n);
+      mpz_neg(d, d);
+    }
+    return;
+  }
+  ensure_scratch();
+  mpz_gcd(gmp_tmp[0], n, d);
+  mpz_divexact(n, n, gmp_tmp[0]);
+  mpz_divexact(d, d, gmp_tmp[0]);
+  if (mpz_sgn(d) < 0) {
+    mpz_neg(n, n);
+    mpz_neg(d, d);
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Addition and subtraction
+
+QNumber& QNumber::operator+=(const QNumber& o) {
+  add_signed(o, false);
+  return *this;
+}
+
+QNumber& QNumber::operator-=(const QNumber& o) {
+  add_signed(o, true);
+  return *this;
+}
+
+QNumber& QNumber::operator+=(long o) {
+  return *this += QNumber(o);
+}
+QNumber& QNumber::operator-=(long o) {
+  return *this -= QNumber(o);
+}
+
+void QNumber::add_signed(const QNumber& o, bool negate) {
+  if (!is_small()) {
+    if (o.is_small()) {
+      add_big_small(negate ? -o.num_.small : o.num_.small, o.den_);
+    } else {
+      add_big(o, negate);
+    }
+    return;
+  }
+  if (!o.is_small()) {
+    make_big();
+    add_big(o, negate);
+    return;
+  }
+  // Read o into locals first: with x += x, converting this to the big form
+  // below also converts o.
+  const std::int64_t a = num_.small;
+  const std::int64_t b = den_;
+  const std::int64_t c = negate ? -o.num_.small : o.num_.small;
+  const std::int64_t d = o.den_;
+  if (b == 1 && d == 1) {
+    if (!add_overflows(a, c)) {
+      num_.small = a + c;
+      return;
+    }
+  } else {
+    // a/b + c/d = (a*d' + c*b') / (b'*d) with g = gcd(b, d), b' = b/g,
+    // d' = d/g; the only common factors left are those of the sum with g.
+    const std::int64_t g = small_gcd(b, d);
+    const std::int64_t bp = b / g;
+    const std::int64_t dp = d / g;
+    if (!mul_overflows(c, bp) && !mul_overflows(dp, a)) {
+      const std::int64_t x = a * dp;
+      const std::int64_t y = c * bp;
+      if (!add_overflows(x, y)) {
+        const std::int64_t s = x + y;
+        const std::int64_t g2 = small_gcd(s, g);
+        const std::int64_t d2 = d / g2;
+        if (!mul_overflows(bp, d2)) {
+          num_.small = s / g2;
+          den_ = bp * d2;
+          return;
+        }
+      }
+    }
+  }
+  make_big();
+  add_big_small(c, d);
+}
+
+void QNumber::add_big(const QNumber& o, bool negate) noexcept {
+  mpz_ptr n = big_num();
+  mpz_ptr d = big_den();
+  if (mpz_cmp_ui(d, 1) == 0 && mpz_cmp_ui(o.big_den(), 1) == 0) {
+    if (negate) {
+      mpz_sub(n, n, o.big_num());
+    } else {
+      mpz_add(n, n, o.big_num());
+    }
+    return;
+  }
+  ensure_scratch();
+  mpz_ptr t0 = gmp_tmp[0];
+  mpz_ptr t1 = gmp_tmp[1];
+  mpz_ptr t2 = gmp_tmp[2];
+  mpz_ptr t3 = gmp_tmp[3];
+  // o is copied out first because it may be this.
+  if (negate) {
+    mpz_neg(t0, o.big_num());
+  } else {
+    mpz_set(t0, o.big_num());
+  }
+  mpz_set(t1, o.big_den());
+  mpz_gcd(t2, d, t1);
+  mpz_divexact(d, d, t2);
+  mpz_divexact(t3, t1, t2);
+  mpz_mul(n, n, t3);
+  mpz_mul(t0, t0, d);
+  mpz_add(n, n, t0);
+  mpz_gcd(t2, n, t2);
+  mpz_divexact(n, n, t2);
+  mpz_divexact(t1, t1, t2);
+  mpz_mul(d, d, t1);
+}
+
+void QNumber::add_big_small(std::int64_t c, std::int64_t d) noexcept {
+  mpz_ptr n = big_num();
+  mpz_ptr q = big_den();
+  if (d == 1 && mpz_cmp_ui(q, 1) == 0) {
+    if (c >= 0) {
+      mpz_add_ui(n, n, static_cast<unsigned long>(c));
+    } else {
+      mpz_sub_ui(n, n, static_cast<unsigned long>(-c));
+    }
+    return;
+  }
+  ensure_scratch();
+  const unsigned long g = mpz_gcd_ui(nullptr, q, static_cast<unsigned long>(d));
+  mpz_divexact_ui(q, q, g);
+  mpz_mul_si(n, n, d / static_cast<long>(g));
+  mpz_mul_si(gmp_tmp[0], q, c);
+  mpz_add(n, n, gmp_tmp[0]);
+  const unsigned long g2 = mpz_gcd_ui(nullptr, n, g);
+  mpz_divexact_ui(n, n, g2);
+  mpz_mul_si(q, q, d / static_cast<long>(g2));
+}
+
+// ---------------------------------------------------------------------------
+// Multiplication and division
+
+QNumber& QNumber::operator*=(const QNumber& o) {
+  if (!is_small()) {
+    if (o.is_small()) {
+      mul_big_small(o.num_.small, o.den_);
+    } else {
+      mul_big(o);
+    }
+    return *this;
+  }
+  if (!o.is_small()) {
+    make_big();
+    mul_big(o);
+    return *this;
+  }
+  // Locals first, as in addition: o may be this.
+  const std::int64_t a = num_.small;
+  const std::int64_t b = den_;
+  const std::int64_t c = o.num_.small;
+  const std::int64_t d = o.den_;
+  if (b == 1 && d == 1) {
+    if (c == 0) {
+      num_.small = 0;
+      return *this;
+    }
+    if (!mul_overflows(a, c)) {
+      num_.small = a * c;
+      return *this;
+    }
+  } else {
+    // Cross-cancelling first makes both products already coprime, so a
+    // result that fits is always found in the small form.
+    const std::int64_t g1 = small_gcd(a, d);
+    const std::int64_t g2 = small_gcd(c, b);
+    const std::int64_t n1 = a / g1;
+    const std::int64_t n2 = c / g2;
+    const std::int64_t d1 = b / g2;
+    const std::int64_t d2 = d / g1;
+    if (!mul_overflows(n1, n2) && !mul_overflows(d1, d2)) {
+      num_.small = n1 * n2;
+      den_ = d1 * d2;
+      return *this;
+    }
+  }
+  make_big();
+  mul_big_small(c, d);
+  return *this;
+}
+
+void QNumber::mul_big(const QNumber& o) noexcept {
+  ensure_scratch();
+  mpz_ptr n = big_num();
+  mpz_ptr d = big_den();
+  mpz_ptr g1 = gmp_tmp[0];
+  mpz_ptr g2 = gmp_tmp[1];
+  mpz_ptr on = gmp_tmp[2];
+  mpz_ptr od = gmp_tmp[3];
+  mpz_gcd(g1, n, o.big_den());
+  mpz_gcd(g2, o.big_num(), d);
+  // o's reduced parts go to scratch before this changes, since o may be this.
+  mpz_divexact(on, o.big_num(), g2);
+  mpz_divexact(od, o.big_den(), g1);
+  mpz_divexact(n, n, g1);
+  mpz_mul(n, n, on);
+  mpz_divexact(d, d, g2);
+  mpz_mul(d, d, od);
+}
+
+void QNumber::mul_big_small(std::int64_t c, std::int64_t d) noexcept {
+  mpz_ptr n = big_num();
+  mpz_ptr q = big_den();
+  const bool integer = mpz_cmp_ui(q, 1) == 0;
+  if (c == 0 && !integer) {
+    // The one way back to the small form: the block is dropped for 0/1.
+    release();
+    return;
+  }
+  if (d == 1 && integer) {
+    mpz_mul_si(n, n, c);
+    return;
+  }
+  const unsigned long g1 = mpz_gcd_ui(nullptr, n, static_cast<unsigned long>(d));
+  const unsigned long g2 = mpz_gcd_ui(nullptr, q, static_cast<unsigned long>(abs_word(c)));
+  mpz_divexact_ui(n, n, g1);
+  mpz_mul_si(n, n, c / static_cast<long>(g2));
+  mpz_divexact_ui(q, q, g2);
+  mpz_mul_si(q, q, d / static_cast<long>(g1));
+}
+
+QNumber& QNumber::operator/=(const QNumber& o) {
+  QNumber r;
+  if (o.is_small()) {
+    if (o.num_.small == 0) division_by_zero();
+    // A small o never holds -2^63, so its reciprocal stays small.
+    r.num_.small = o.den_;
+    r.den_ = o.num_.small;
+  } else {
+    if (mpz_sgn(o.big_num()) == 0) division_by_zero();
+    __mpz_struct* block = new_block();
+    mpz_init_set(block, o.big_den());
+    mpz_init_set(block + 1, o.big_num());
+    r.num_.big = block;
+    r.den_ = 0;
+  }
+  r.normalize();
+  return *this *= r;
+}
+
+QNumber& QNumber::operator/=(long o) {
+  return *this /= QNumber(o);
+}
+
+// ---------------------------------------------------------------------------
+// Comparison
+
+bool operator==(const QNumber& a, const QNumber& b) {
+  if (a.is_small()) {
+    if (b.is_small()) return a.num_.small == b.num_.small && a.den_ == b.den_;
+    return mpz_cmp_si(b.big_num(), a.num_.small) == 0 && mpz_cmp_si(b.big_den(), a.den_) == 0;
+  }
+  if (b.is_small()) {
+    return mpz_cmp_si(a.big_num(), b.num_.small) == 0 && mpz_cmp_si(a.big_den(), b.den_) == 0;
+  }
+  return mpz_cmp(a.big_num(), b.big_num()) == 0 && mpz_cmp(a.big_den(), b.big_den()) == 0;
+}
+
+bool operator<(const QNumber& a, const QNumber& b) {
+  if (a.is_small() && b.is_small()) {
+    const std::int64_t x = a.num_.small;
+    const std::int64_t y = b.num_.small;
+    if (x < 0 && y >= 0) return true;
+    if (x >= 0 && y <= 0) return false;
+    if (a.den_ == 1 && b.den_ == 1) return x < y;
+    // Same sign and not both zero, so g1 > 0.
+    const std::int64_t g1 = small_gcd(x, y);
+    const std::int64_t g2 = small_gcd(a.den_, b.den_);
+    const std::int64_t l1 = x / g1;
+    const std::int64_t l2 = b.den_ / g2;
+    const std::int64_t r1 = y / g1;
+    const std::int64_t r2 = a.den_ / g2;
+    if (!mul_overflows(l1, l2) && !mul_overflows(r1, r2)) return l1 * l2 < r1 * r2;
+    ensure_scratch();
+    mpz_set_si(QNumber::gmp_tmp[0], l1);
+    mpz_mul_si(QNumber::gmp_tmp[0], QNumber::gmp_tmp[0], l2);
+    mpz_set_si(QNumber::gmp_tmp[1], r1);
+    mpz_mul_si(QNumber::gmp_tmp[1], QNumber::gmp_tmp[1], r2);
+    return mpz_cmp(QNumber::gmp_tmp[0], QNumber::gmp_tmp[1]) < 0;
+  }
+  ensure_scratch();
+  mpz_srcptr an;
+  mpz_srcptr ad;
+  mpz_srcptr bn;
+  mpz_srcptr bd;
+  if (a.is_small()) {
+    mpz_set_si(QNumber::gmp_tmp[0], a.num_.small);
+    mpz_set_si(QNumber::gmp_tmp[1], a.den_);
+    an = QNumber::gmp_tmp[0];
+    ad = QNumber::gmp_tmp[1];
+  } else {
+    an = a.big_num();
+    ad = a.big_den();
+  }
+  if (b.is_small()) {
+    mpz_set_si(QNumber::gmp_tmp[2], b.num_.small);
+    mpz_set_si(QNumber::gmp_tmp[3], b.den_);
+    bn = QNumber::gmp_tmp[2];
+    bd = QNumber::gmp_tmp[3];
+  } else {
+    bn = b.big_num();
+    bd = b.big_den();
+  }
+  const int sa = mpz_sgn(an);
+  const int sb = mpz_sgn(bn);
+  if (sa < 0 && sb >= 0) return true;
+  if (sa >= 0 && sb <= 0) return false;
+  if (mpz_cmp_ui(ad, 1) == 0 && mpz_cmp_ui(bd, 1) == 0) return mpz_cmp(an, bn) < 0;
+  mpz_mul(QNumber::gmp_tmp[4], an, bd);
+  mpz_mul(QNumber::gmp_tmp[5], bn, ad);
+  return mpz_cmp(QNumber::gmp_tmp[4], QNumber::gmp_tmp[5]) < 0;
+}
+
+bool operator<(const QNumber& a, long b) {
+  return a < QNumber(b);
+}
+
+// ---------------------------------------------------------------------------
+// Integer division
+
+void QNumber::divmod(const QNumber& d, QNumber& q, QNumber& r) const {
+  if (is_small() && d.is_small()) {
+    if (d.num_.small == 0) division_by_zero();
+    // Both operands are read before q or r is written: either may be this or d.
+    const std::ldiv_t qr = std::ldiv(num_.small, d.num_.small);
+    q.store_integer(qr.quot);
+    r.store_integer(qr.rem);
+    return;
+  }
+  if (d.sign() == 0) division_by_zero();
+  ensure_scratch();
+  mpz_ptr t0 = gmp_tmp[0];
+  mpz_ptr t1 = gmp_tmp[1];
+  mpz_ptr t2 = gmp_tmp[2];
+  mpz_ptr t3 = gmp_tmp[3];
+  if (is_small()) {
+    mpz_set_si(t0, num_.small);
+  } else {
+    mpz_set(t0, big_num());
+  }
+  if (d.is_small()) {
+    mpz_set_si(t1, d.num_.small);
+  } else {
+    mpz_set(t1, d.big_num());
+  }
+  mpz_fdiv_qr(t2, t3, t0, t1);
+  // Growing q and r keeps their values, so an allocation failure here leaves
+  // both numbers as they were.
+  if (q.is_small()) q.make_big();
+  if (r.is_small()) r.make_big();
+  mpz_set(q.big_num(), t2);
+  mpz_set_si(q.big_den(), 1);
+  mpz_set(r.big_num(), t3);
+  mpz_set_si(r.big_den(), 1);
+}
+
+// ---------------------------------------------------------------------------
+// Queries and conversions
+
+bool QNumber::is_integer() const noexcept {
+  return is_small() ? den_ == 1 : mpz_cmp_ui(big_den(), 1) == 0;
+}
+
+int QNumber::sign() const noexcept {
+  if (is_small()) return (num_.small > 0) - (num_.small < 0);
+  return mpz_sgn(big_num());
+}
+
+mpq_class QNumber::to_mpq() const {
+  mpq_class v;
+  if (is_small()) {
+    mpz_set_si(mpq_numref(v.get_mpq_t()), num_.small);
+    mpz_set_si(mpq_denref(v.get_mpq_t()), den_);
+  } else {
+    mpz_set(mpq_numref(v.get_mpq_t()), big_num());
+    mpz_set(mpq_denref(v.get_mpq_t()), big_den());
+  }
+  return v;
+}
+
+mpz_class QNumber::numerator() const {
+  return is_small() ? mpz_class(static_cast<long>(num_.small)) : mpz_class(big_num());
+}
+
+mpz_class QNumber::denominator() const {
+  return is_small() ? mpz_class(static_cast<long>(den_)) : mpz_class(big_den());
+}
+
+namespace {
+void append_mpz(std::string& out, mpz_srcptr z) {
+  const std::size_t start = out.size();
+  // mpz_sizeinbase may overstate by one; the sign takes one more.
+  out.resize(start + mpz_sizeinbase(z, 10) + 2);
+  mpz_get_str(out.data() + start, 10, z);
+  out.resize(start + std::char_traits<char>::length(out.data() + start));
+}
+}  // namespace
+
+std::string QNumber::to_string() const {
+  if (is_small()) {
+    std::string s = std::to_string(num_.small);
+    if (den_ != 1) {
+      s += '/';
+      s += std::to_string(den_);
+    }
+    return s;
+  }
+  std::string s;
+  append_mpz(s, big_num());
+  if (mpz_cmp_ui(big_den(), 1) != 0) {
+    s += '/';
+    append_mpz(s, big_den());
+  }
+  return s;
+}
+
+std::ostream& operator<<(std::ostream& os, const QNumber& q) {
+  return os << q.to_string();
+}
+
+// ---------------------------------------------------------------------------
+// Two-operand forms: one copy of the left operand, then the compound operator.
+
+QNumber operator+(const QNumber& a, const QNumber& b) {
+  QNumber r(a);
+  r += b;
+  return r;
+}
+
+QNumber operator-(const QNumber& a, const QNumber& b) {
+  QNumber r(a);
+  r -= b;
+  return r;
+}
+
+QNumber operator*(const QNumber& a, const QNumber& b) {
+  QNumber r(a);
+  r *= b;
+  return r;
+}
+
+QNumber operator+(const QNumber& a, long b) {
+  QNumber r(a);
+  r += b;
+  return r;
+}
+
+QNumber operator-(const QNumber& a, long b) {
+  QNumber r(a);
+  r -= b;
+  return r;
+}
+
+QNumber operator/(const QNumber& a, long b) {
+  QNumber r(a);
+  r /= b;
+  return r;
+}
+
+// ---------------------------------------------------------------------------
+
+namespace BVNumber {
+
+void pow2(unsigned long n, QNumber* out) {
+  // Assignment keeps a big out big, writing the value into its block.
+  if (n <= 61) {
+    *out = QNumber(1L << n);
+    return;
+  }
+  ensure_scratch();
+  mpz_ptr t = QNumber::gmp_tmp[0];
+  mpz_set_ui(t, 1);
+  mpz_mul_2exp(t, t, n);
+  if (mpz_fits_slong_p(t)) {
+    *out = QNumber(mpz_get_si(t));
+    return;
+  }
+  *out = QNumber(mpz_class(t), mpz_class(1));
+}
+
+}  // namespace BVNumber
+
+}  // namespace kora
