@@ -23,6 +23,15 @@ CalculatorTable::CalculatorTable(TermManager* mgr, ModelStore* store, FreeTermPr
   add(Op::Ite, make<IteAdHocCalculator>(mgr, store, pred));
   add(Op::Equal, make<EqAdHocCalculator>(mgr, store, pred));
   // Bit-vector arithmetic.
+  add(Op::BVAdd, make<BVAddAdHocCalculator>(mgr, store, pred));
+  add(Op::BVSub, make<BVSubAdHocCalculator>(mgr, store, pred));
+  add(Op::BVNeg, make<BVNegAdHocCalculator>(mgr, store, pred));
+  add(Op::BVMul, make<BVMulAdHocCalculator>(mgr, store, pred));
+  add(Op::BVShl, make<BVLslAdHocCalculator>(mgr, store, pred));
+  add(Op::BVLshr, make<BVLsrAdHocCalculator>(mgr, store, pred));
+  add(Op::BVAshr, make<BVAsrAdHocCalculator>(mgr, store, pred));
+  add(Op::BVUdiv, make<BVUdivAdHocCalculator>(mgr, store, pred));
+  add(Op::BVSdiv, make<BVSdivAdHocCalculator>(mgr, store, pred));
   // Bit-vector comparisons.
   // Bitwise and structural.
 }

@@ -11,7 +11,11 @@ ModelStore::ModelStore(TermManager* mgr, std::ostream* log_stream)
 
 ModelStore::~ModelStore() = default;
 
-bool ModelStore::is_good_model_value(const Term* t) {
+namespace {
+
+// The store's own test for values; non-virtual so that the store's internal
+// work never shows up as calls of the overridable interface.
+bool is_value(const Term* t) {
   switch (t->get_symbol()->op()) {
     case Op::True:
     case Op::False:
@@ -19,11 +23,15 @@ bool ModelStore::is_good_model_value(const Term* t) {
     case Op::AbstractValue:
       return true;
     case Op::ConstArray:
-      return is_good_model_value(t->arg(0));
+      return is_value(t->arg(0));
     default:
       return false;
   }
 }
+
+}  // namespace
+
+bool ModelStore::is_good_model_value(const Term* t) { return is_value(t); }
 
 const Term* ModelStore::get_normalized(const Term* t) {
   auto found = normal_cache_.find(t);
@@ -59,7 +67,7 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
     bool all_values = true;
     for (const Term* a : t->args()) {
       const Term* n = normal_cache_.at(a);
-      all_values = all_values && is_good_model_value(n);
+      all_values = all_values && is_value(n);
       args.push_back(n);
     }
     const Symbol* s = t->get_symbol();
@@ -103,7 +111,7 @@ void ModelStore::add_model_constraint(const Term* c, bool /*flag*/) {
   constraints_.push_back(c);
   Op op = c->get_symbol()->op();
   if ((op == Op::Equal || op == Op::Iff) && c->arg(0)->get_symbol()->op() == Op::Constant &&
-      is_good_model_value(c->arg(1))) {
+      is_value(c->arg(1))) {
     set_value(c->arg(0), c->arg(1));
   }
 }
