@@ -31,7 +31,9 @@ bool is_value(const Term* t) {
 
 }  // namespace
 
-bool ModelStore::is_good_model_value(const Term* t) { return is_value(t); }
+bool ModelStore::is_good_model_value(const Term* t) {
+  return is_value(t);
+}
 
 const Term* ModelStore::get_normalized(const Term* t) {
   auto found = normal_cache_.find(t);

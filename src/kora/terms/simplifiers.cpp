@@ -1,6 +1,7 @@
 #include "kora/terms/simplifiers.h"
 
 #include <array>
+#include <type_traits>
 
 #include "kora/terms/term_manager.h"
 
@@ -42,7 +43,10 @@ bool is_value(const Term* t) {
 template <class F>
 const Term* fold_numerals(TermManager* mgr, const Symbol* s, const Args& args, F f) {
   Values vals;
-  for (std::size_t i = 0; i < args.size() && i < vals.size(); ++i) {
+  // Only the unary and binary forms fold: a wider application would
+  // silently lose its extra operands.
+  if (args.size() > vals.size()) return mgr->make_term(s, args);
+  for (std::size_t i = 0; i < args.size(); ++i) {
     const QNumber* q = mgr->find_number(args[i]->get_symbol());
     if (q == nullptr) return mgr->make_term(s, args);
     vals[i] = q->numerator();
@@ -54,6 +58,12 @@ const Term* fold_numerals(TermManager* mgr, const Symbol* s, const Args& args, F
 // (params {w}); make_bv_number reduces the result modulo 2^w.
 template <class F>
 const Term* fold_same_width(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  // A GMP expression template returned by f would refer to temporaries that
+  // die when f returns, so every operation must hand back a real integer.
+  static_assert(
+      std::is_same_v<std::invoke_result_t<F&, const mpz_class&, const mpz_class&, std::size_t>,
+                     mpz_class>,
+      "fold_same_width needs operations that return mpz_class");
   std::size_t w = s->param(0);
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     return mgr->make_bv_number(QNumber(mpz_class(f(v[0], v[1], w))), w);
@@ -107,19 +117,23 @@ mpz_class rotate_left(const mpz_class& a, std::size_t amount, std::size_t w) {
 }  // namespace
 
 const Term* BVAddSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a + b; });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a + b; });
 }
 
 const Term* BVSubSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a - b; });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a - b; });
 }
 
 const Term* BVNegSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto&, std::size_t w) { return neg(a, w); });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto&, std::size_t w) -> mpz_class { return neg(a, w); });
 }
 
 const Term* BVMulSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a * b; });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a * b; });
 }
 
 const Term* BVLslSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
@@ -145,7 +159,8 @@ const Term* BVUdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Arg
 }
 
 const Term* BVUremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return urem(a, b); });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return urem(a, b); });
 }
 
 const Term* BVSdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
@@ -167,28 +182,31 @@ const Term* BVSremSimpl::operator()(TermManager* mgr, const Symbol* s, const Arg
 }
 
 const Term* BVNotSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto&, std::size_t w) { return pow2(w) - 1 - a; });
+  return fold_same_width(
+      mgr, s, args, [](auto& a, auto&, std::size_t w) -> mpz_class { return pow2(w) - 1 - a; });
 }
 
 const Term* BVAndSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a & b; });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a & b; });
 }
 
 const Term* BVOrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a | b; });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a | b; });
 }
 
 const Term* BVXorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a ^ b; });
+  return fold_same_width(mgr, s, args,
+                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a ^ b; });
 }
 
 const Term* BVUltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a < b; });
+  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) -> bool { return a < b; });
 }
 
 const Term* BVUleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) { return a <= b; });
+  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) -> bool { return a <= b; });
 }
 
 const Term* BVSltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
@@ -268,6 +286,7 @@ bool all_values(const Args& args) {
 template <class F>
 const Term* fold_bool(TermManager* mgr, const Symbol* s, const Args& args, F f) {
   bool v[2] = {false, false};
+  if (args.size() > 2) return mgr->make_term(s, args);
   for (std::size_t i = 0; i < args.size(); ++i) {
     if (args[i] != mgr->true_term() && args[i] != mgr->false_term()) {
       return mgr->make_term(s, args);
@@ -298,7 +317,7 @@ const Term* IffSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& 
 const Term* EqualSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   // Values are hash-consed, so two values are equal exactly when they are
   // the same term.
-  if (!all_values(args)) return mgr->make_term(s, args);
+  if (args.size() != 2 || !all_values(args)) return mgr->make_term(s, args);
   return args[0] == args[1] ? mgr->true_term() : mgr->false_term();
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cstring>
 #include <iostream>
 #include <ostream>
 #include <utility>
@@ -19,7 +20,18 @@ std::string DataType::to_string() const {
     case Kind::Sort:
       break;
   }
-  return name_;
+  // Declared sort names come from scripts and may need bars to read back.
+  return smtlib_symbol(name_);
+}
+
+std::string smtlib_symbol(const std::string& name) {
+  bool simple = !name.empty() && !(name[0] >= '0' && name[0] <= '9');
+  for (char c : name) {
+    if (!simple) break;
+    const bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+    simple = alnum || (c != '\0' && std::strchr("~!@$%^&*_-+=<>.?/", c) != nullptr);
+  }
+  return simple ? name : "|" + name + "|";
 }
 
 const char* op_name(Op op) noexcept {

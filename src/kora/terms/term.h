@@ -155,6 +155,10 @@ std::ostream& operator<<(std::ostream& os, const Term& t);
 // Whether the stream writes to a terminal (only the standard streams can).
 bool is_terminal(const std::ostream& os);
 
+// name as it must be written in SMT-LIB: unchanged when it is a simple
+// symbol, otherwise between bars (|a b|).
+std::string smtlib_symbol(const std::string& name);
+
 namespace hsh {
 // Terms hash by their identifier, never by address, so that iteration order
 // does not depend on where the allocator put them.

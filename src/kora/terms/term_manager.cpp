@@ -1,6 +1,5 @@
 #include "kora/terms/term_manager.h"
 
-#include <cstring>
 #include <string>
 
 namespace kora {
@@ -10,16 +9,6 @@ namespace {
 std::size_t mix(std::size_t h, std::size_t v) noexcept {
   // Boost-style combine with a 64-bit golden-ratio constant.
   return h ^ (v + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2));
-}
-
-bool is_simple_symbol(const std::string& name) {
-  if (name.empty() || (name[0] >= '0' && name[0] <= '9')) return false;
-  static const char* const kExtra = "~!@$%^&*_-+=<>.?/";
-  for (char c : name) {
-    bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-    if (!alnum && std::strchr(kExtra, c) == nullptr) return false;
-  }
-  return true;
 }
 
 std::string numeral_text(const QNumber& value, std::size_t width) {
@@ -158,8 +147,7 @@ bool TermManager::is_array_type(const DataType* t, const DataType** index,
 // --- Constants and values ----------------------------------------------------
 
 const Term* TermManager::make_constant(const std::string& name, const DataType* type) {
-  std::string printed = is_simple_symbol(name) ? name : "|" + name + "|";
-  return make_constant_term(intern_symbol(Op::Constant, type, 0, 0, 0, std::move(printed)));
+  return make_constant_term(intern_symbol(Op::Constant, type, 0, 0, 0, smtlib_symbol(name)));
 }
 
 const Term* TermManager::make_bv_number(const QNumber& value, std::size_t width) {
