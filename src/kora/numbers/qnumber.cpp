@@ -22,19 +22,11 @@ namespace {
 constexpr std::int64_t kMax = INT64_MAX;
 constexpr std::int64_t kMin = INT64_MIN;
 
-// The scratch integers are set up on first use rather than by a static
-// constructor, so that numbers built during other translation units' static
-// initialisation already find them usable.
+// The scratch integers are set up on first use as well as by the static
+// object below: numbers built during another translation unit's static
+// initialisation may run before that object, and code that uses gmp_tmp
+// directly after start-up finds them ready without asking.
 bool scratch_ready = false;
-
-struct ScratchRelease {
-  ~ScratchRelease() {
-    if (!scratch_ready) return;
-    for (auto& t : QNumber::gmp_tmp) mpz_clear(t);
-    scratch_ready = false;  // a later user (another static's destructor) re-creates them
-  }
-};
-ScratchRelease scratch_release;
 
 inline void ensure_scratch() noexcept {
   if (scratch_ready) [[likely]]
@@ -42,6 +34,16 @@ inline void ensure_scratch() noexcept {
   for (auto& t : QNumber::gmp_tmp) mpz_init(t);
   scratch_ready = true;
 }
+
+struct ScratchLifetime {
+  ScratchLifetime() noexcept { ensure_scratch(); }
+  ~ScratchLifetime() {
+    if (!scratch_ready) return;
+    for (auto& t : QNumber::gmp_tmp) mpz_clear(t);
+    scratch_ready = false;  // a later user (another static's destructor) re-creates them
+  }
+};
+ScratchLifetime scratch_lifetime;
 
 // Small words are never -2^63, so the magnitude of every word fits a word.
 inline std::int64_t abs_word(std::int64_t x) noexcept {
