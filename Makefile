@@ -19,7 +19,7 @@ test: build
 	ctest --preset $(PRESET)
 
 run: build
-	./build/$(PRESET)/examples/kora-example-numbers
+	./build/$(PRESET)/tools/kora-adhoc examples/tour.smt2
 
 asan:
 	$(MAKE) test PRESET=asan

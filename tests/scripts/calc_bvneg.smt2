@@ -1,0 +1,20 @@
+; Negation: a free argument takes -v (mod 2^w); a valued or defaulted one
+; is refused.
+(declare-const x (_ BitVec 16))
+(set-free x)
+(calculate (bvneg x) #x0001)
+(declare-const h (_ BitVec 8))
+(set-free h)
+(calculate (bvneg h) #x80)
+(declare-const z (_ BitVec 3))
+(set-free z)
+(calculate (bvneg z) #b000)
+(get-value (x h z (bvneg x) (bvneg h)))
+(declare-const y (_ BitVec 8))
+(set-model-value y #x07)
+(calculate (bvneg y) #xf9)
+; d is neither valued nor free: defaulted to 0 before the refusal.
+(declare-const d (_ BitVec 8))
+(calculate (bvneg d) #x01)
+(get-value (d))
+(check-model)

@@ -1,0 +1,21 @@
+; Subtraction: a free first side takes the other side plus v, a free second
+; side the first side minus v (mod 2^w); two free sides take v and 0.
+(declare-const x (_ BitVec 8))
+(declare-const y (_ BitVec 8))
+(set-free x)
+(set-model-value y #xfa)
+(calculate (bvsub x y) #x0a)
+(declare-const a (_ BitVec 8))
+(declare-const b (_ BitVec 8))
+(set-model-value a #x03)
+(set-free b)
+(calculate (bvsub a b) #x05)
+(declare-const p (_ BitVec 4))
+(declare-const q (_ BitVec 4))
+(set-free p)
+(set-free q)
+(calculate (bvsub p q) #x9)
+(get-value (x b p q (bvsub x y) (bvsub a b) (bvsub p q)))
+; No free side: refused.
+(calculate (bvsub x y) #x00)
+(check-model)

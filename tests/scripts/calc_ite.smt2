@@ -1,0 +1,27 @@
+; Ite needs two free arguments among condition, then and else.
+(declare-const c Bool)
+(declare-const x (_ BitVec 4))
+(declare-const y (_ BitVec 4))
+(declare-const k Bool)
+(set-free x)
+(set-free y)
+(set-model-value k true)
+; The condition has a value: both branches take v.
+(calculate (ite k x y) #x7)
+(reset)
+(declare-const c Bool)
+(declare-const x (_ BitVec 4))
+(declare-const y (_ BitVec 4))
+(set-free c)
+(set-free y)
+(set-model-value x #x3)
+; The then-branch is a numeral: the condition is made false, else takes v.
+(calculate (ite c x y) #x9)
+(get-value ((ite c x y)))
+(reset)
+(declare-const c Bool)
+(declare-const x (_ BitVec 4))
+(declare-const y (_ BitVec 4))
+(set-free x)
+; Only one free argument: refused.
+(calculate (ite c x y) #x1)

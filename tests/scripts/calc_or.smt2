@@ -1,0 +1,10 @@
+; Or follows And's rule: both arguments free take the value of the term.
+(declare-const a Bool)
+(declare-const b Bool)
+(declare-const c Bool)
+(set-free a)
+(set-free b)
+(calculate (or a b) true)
+(get-value (a b (or a b)))
+(set-model-value c false)
+(calculate (or c a) true)

@@ -1,0 +1,16 @@
+; exit: 1
+; Unknown names are reported at the name, and the command is skipped.
+(declare-const x (_ BitVec 8))
+(get-value (z))
+(get-value ((bvadd x zz)))
+(set-model-value q #x01)
+(set-free (not |quoted name|))
+(get-value ((bvfoo x x)))
+(get-value ((x #x01)))
+(get-value (bvadd))
+(get-value ((_ repeat 2) x))
+(get-value (((_ repeat 2) x)))
+(get-value ((let ((y x)) y)))
+(declare-const y Int)
+(declare-const y (_ FloatingPoint 8 24))
+(get-value (x))

@@ -1,0 +1,3 @@
+; args: --help
+; --help prints the usage and the commands, and reads nothing.
+(echo "not reached")

@@ -1,0 +1,2 @@
+(echo "in the first file")
+(exit)

@@ -1,0 +1,17 @@
+; set-model-value takes a model value of the constant's sort, and a later
+; value replaces an earlier one.
+(declare-sort U 0)
+(declare-const b Bool)
+(declare-const x (_ BitVec 8))
+(declare-const y (_ BitVec 5))
+(declare-const u U)
+(declare-const m (Array (_ BitVec 2) (_ BitVec 8)))
+(set-model-value b true)
+(set-model-value x #x2a)
+(set-model-value y (_ bv17 5))
+(set-model-value u (as @7 U))
+(set-model-value m ((as const (Array (_ BitVec 2) (_ BitVec 8))) #xff))
+(get-value (b x y u m (bvadd x #x01) (not b) (= m ((as const (Array (_ BitVec 2) (_ BitVec 8))) #xff))))
+(set-model-value x #b00000001)
+(set-model-value b false)
+(get-value (x b (bvudiv x #x00) (bvurem x #x00)))

@@ -1,0 +1,62 @@
+#!/usr/bin/env bash
+# Runs one end-to-end script through kora-adhoc and compares what it prints
+# and how it exits with what is expected (see README.md in this directory).
+#
+# usage: run_script.sh KORA_ADHOC SCRIPT_DIR NAME [EXPECTED_DIR]
+#
+# Exit status: 0 pass, 1 fail.
+set -u
+
+exe=$1
+script_dir=$2
+name=$3
+expected_dir=${4:-$2}
+
+expected_out="$expected_dir/$name.expected"
+expected_err="$expected_dir/$name.stderr"
+cd "$script_dir" || exit 1
+script="$name.smt2"
+
+# Directives: comment lines at the top of the script.
+status_wanted=0
+args=()
+use_stdin=0
+while IFS= read -r line; do
+  case "$line" in
+    "; exit: "*) status_wanted=${line#"; exit: "} ;;
+    "; args: "*) read -r -a args <<<"${line#"; args: "}" ;;
+    "; stdin") use_stdin=1 ;;
+    ";"*) ;;
+    *) break ;;
+  esac
+done <"$script"
+
+out=$(mktemp)
+err=$(mktemp)
+trap 'rm -f "$out" "$err"' EXIT
+
+if [ "$use_stdin" = 1 ]; then
+  "$exe" "${args[@]}" <"$script" >"$out" 2>"$err"
+else
+  "$exe" "${args[@]}" "$script" </dev/null >"$out" 2>"$err"
+fi
+status=$?
+
+failed=0
+if ! diff -u --label "$name.expected" --label "actual stdout" "$expected_out" "$out"; then
+  failed=1
+fi
+if [ -f "$expected_err" ]; then
+  if ! diff -u --label "$name.stderr" --label "actual stderr" "$expected_err" "$err"; then
+    failed=1
+  fi
+elif [ -s "$err" ]; then
+  echo "unexpected output on standard error:"
+  cat "$err"
+  failed=1
+fi
+if [ "$status" != "$status_wanted" ]; then
+  echo "exit status $status, expected $status_wanted"
+  failed=1
+fi
+exit "$failed"

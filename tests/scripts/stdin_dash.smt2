@@ -1,0 +1,5 @@
+; args: -
+; stdin
+; exit: 1
+; '-' names standard input explicitly.
+(get-value (nothing))

@@ -1,0 +1,4 @@
+; args: inputs
+; exit: 2
+; A directory is not a readable script.
+(echo "not reached")

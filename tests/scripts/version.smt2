@@ -1,0 +1,3 @@
+; args: --version
+; --version prints the version, and reads nothing.
+(echo "not reached")

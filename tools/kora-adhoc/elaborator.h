@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <unordered_map>
+
+#include "kora-adhoc/reader.h"
+#include "kora/terms/term.h"
+#include "kora/terms/term_manager.h"
+
+namespace kora::frontend {
+
+// Bit-vectors wider than this are refused: a numeral prints (and is stored)
+// with one digit per four bits, so an unchecked width written in a few bytes
+// of input could ask for gigabytes.
+inline constexpr std::size_t kMaxWidth = std::size_t{1} << 20;
+// Array sorts nest no deeper than this; sorts are printed and defaulted
+// recursively.
+inline constexpr std::size_t kMaxSortDepth = 100;
+
+// Turns S-expressions into sorts and terms of a term manager, checking
+// sorts on the way, and keeps the names declared so far. Every problem is
+// reported as an InputError at the offending token.
+class Elaborator {
+ public:
+  explicit Elaborator(TermManager* mgr) : mgr_(mgr) {}
+
+  const DataType* sort(const Node& n) { return sort(n, 0); }
+  // Walks the term with an explicit stack, so the depth of the input costs
+  // heap, not call stack.
+  const Term* term(const Node& n);
+
+  void declare_constant(const Node& name, const Node& sort);
+  void declare_sort(const Node& name);
+  // The declared constant that name denotes.
+  const Term* constant(const Node& name) const;
+
+ private:
+  struct Head;
+
+  const DataType* sort(const Node& n, std::size_t depth);
+  // The term of an atom or of a form without term arguments ((_ bvN W),
+  // (as @K U)); null for an application.
+  const Term* leaf(const Node& n);
+  Head head(const Node& app);
+  const Term* apply(const Head& h, const Node& app, const std::vector<const Term*>& args);
+  const Term* bv_literal(const Node& n);
+  const Term* indexed_literal(const Node& n);
+  const Term* abstract_value(const Node& n);
+  std::size_t width(const Node& n);
+  // name of a declaration, checked against the built-in names.
+  std::string new_name(const Node& n, const char* what) const;
+
+  TermManager* mgr_;
+  std::unordered_map<std::string, const Term*> constants_;
+  std::unordered_map<std::string, const DataType*> sorts_;
+};
+
+// A numeral's value, saturated at the largest std::size_t so that huge
+// indices fail the range checks instead of wrapping.
+std::size_t saturated_value(const std::string& digits) noexcept;
+
+}  // namespace kora::frontend

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "kora-adhoc/lexer.h"
+
+namespace kora::frontend {
+
+// A problem with the input, at the position of the offending token.
+class InputError : public std::runtime_error {
+ public:
+  InputError(Position pos, const std::string& message) : std::runtime_error(message), pos_(pos) {}
+  Position pos() const noexcept { return pos_; }
+
+ private:
+  Position pos_;
+};
+
+// One node of an S-expression: a list or a single token.
+struct Node {
+  enum class Kind : unsigned char { List, Symbol, Numeral, Decimal, Binary, Hex, String, Keyword };
+
+  Kind kind = Kind::List;
+  bool quoted = false;  // a |quoted| symbol
+  Position pos;         // of the token, or of the '(' of a list
+  Position end;         // of the ')' of a list
+  std::string text;
+  std::vector<const Node*> children;
+
+  bool is_list() const noexcept { return kind == Kind::List; }
+  // An unquoted symbol spelled name: reserved words only count bare.
+  bool is_reserved(const char* name) const noexcept {
+    return kind == Kind::Symbol && !quoted && text == name;
+  }
+  bool is_symbol() const noexcept { return kind == Kind::Symbol; }
+};
+
+// The source text of n, cut short for a message. Never recurses deeper than
+// the length limit, so arbitrarily nested input is safe.
+std::string describe(const Node& n, std::size_t limit = 60);
+
+// Reads one top-level command at a time into a tree that it owns until the
+// next call. Malformed input is reported once per command and skipped up to
+// the parenthesis that closes the command, so that the next command is read
+// cleanly.
+class Reader {
+ public:
+  // Deeper lists are refused: nothing in a command needs them, and refusing
+  // bounds what later passes over the tree have to cope with.
+  static constexpr std::size_t kMaxDepth = 10000;
+
+  explicit Reader(std::istream& in) : lexer_(in) {}
+
+  // The next command, or nullopt at the end of the input. Throws InputError
+  // for a malformed one, after skipping it.
+  std::optional<const Node*> next();
+
+ private:
+  Node* make(Node::Kind kind, Position pos, std::string text = {}, bool quoted = false);
+  // Skips tokens until the list that was open at depth `depth` is closed.
+  void skip(std::size_t depth);
+
+  Lexer lexer_;
+  std::deque<Node> nodes_;
+  std::optional<Token> pending_;
+};
+
+}  // namespace kora::frontend
