@@ -2,7 +2,7 @@
 PRESET ?= dev
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build test run asan release bench format clean
+.PHONY: all deps configure build test run asan release bench format docs clean
 
 all: build
 
@@ -18,7 +18,8 @@ build: configure
 test: build
 	ctest --preset $(PRESET)
 
-run: build
+run: configure
+	cmake --build --preset $(PRESET) --target kora-adhoc -j $(JOBS)
 	./build/$(PRESET)/tools/kora-adhoc examples/tour.smt2
 
 asan:
@@ -26,6 +27,9 @@ asan:
 
 release:
 	$(MAKE) build PRESET=release
+
+docs: configure
+	cmake --build --preset $(PRESET) --target docs
 
 format:
 	find src tools tests bench examples -name '*.h' -o -name '*.cpp' | xargs clang-format -i
