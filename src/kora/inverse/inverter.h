@@ -1,0 +1,160 @@
+#pragma once
+
+// The complete inverter: unlike the calculators, which each handle a fixed set
+// of combinations and pick one particular value, it decides exactly whether
+// some value of the free argument(s) of t = f(a1, ..., an) makes t equal v, and
+// if so records one. It lives beside the calculators and shares their
+// classification and recording, so that the model store sees its values
+// exactly as it sees theirs.
+//
+// Two layers:
+//  - a pure layer over GMP integers (Operator, apply, solve) that knows the 32
+//    operators of the calculator table; Booleans are 0 and 1, a bit-vector of
+//    width w is an integer in [0, 2^w);
+//  - Inverter, which reads a term against the model store, calls the pure
+//    layer and records the values.
+
+#include <gmpxx.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "kora/calculators/adhoc_calculator.h"
+#include "kora/terms/term.h"
+
+namespace kora::inverse {
+
+inline constexpr const char* kNoValueMessage = "no value exists for the free argument";
+inline constexpr const char* kNotAValueMessage = "the required value is not a value";
+inline constexpr const char* kNoInverseMessage = "no inverse for this operator";
+inline constexpr const char* kTooWideMessage =
+    "a free argument also occurs inside another argument and is too wide to search";
+inline constexpr const char* kOpaqueMessage =
+    "a free argument of an uninterpreted or array sort also occurs inside another argument";
+
+// No value of the free arguments makes the term take the required value.
+// Derives from the calculators' error so that one handler serves both.
+class NoValue : public adhoccalculator::AdHocCalculator::error {
+ public:
+  NoValue() : error(kNoValueMessage) {}
+};
+
+// The inverter cannot decide (see Inverter::operator()); this is never a
+// claim that no value exists.
+class Refused : public adhoccalculator::AdHocCalculator::error {
+ public:
+  explicit Refused(const std::string& why) : error(why) {}
+};
+
+// An operator with its indices. The fields mean, by operator:
+//   Not, And, Or, Iff           nothing (width 0)
+//   Equal                       width of the sides, 0 for Boolean sides
+//   Ite                         width of the branches, 0 for Boolean ones
+//   bit-vector operators        width of the arguments
+//   BVConcat                    width = high part, index0 = low part
+//   BVExtract                   width = argument, index0 = msb, index1 = lsb
+//   BVZeroExtend, BVSignExtend  width = argument, index0 = amount
+//   BVRotateLeft/Right          width = argument, index0 = amount
+struct Operator {
+  Op op = Op::Not;
+  std::size_t width = 0;
+  std::size_t index0 = 0;
+  std::size_t index1 = 0;
+
+  // The operator of t, or nothing when the inverter does not know it.
+  static std::optional<Operator> of(const Term* t);
+
+  std::size_t arity() const noexcept;
+  // Width of argument i; 0 for a Boolean (or, for Equal and Ite, any
+  // non-bit-vector) argument.
+  std::size_t arg_width(std::size_t i) const noexcept;
+  // Width of the result; 0 for a Boolean result.
+  std::size_t result_width() const noexcept;
+};
+
+// Whether op is one of the 32 operators that the inverter knows.
+bool invertible(Op op) noexcept;
+
+// f over argument values in range, with the SMT-LIB definitions (division by
+// zero included). For Ite with width 0 the branches may be any integers.
+mpz_class evaluate(const Operator& f, const std::vector<mpz_class>& args);
+
+// Some x with f(args[0..position-1], x, args[position+1..]) = v, or nothing
+// when there is none. args[position] is ignored; the other values and v must
+// be in range. Both solve overloads throw std::invalid_argument for a wrong
+// number of values, malformed sharing, or an operator outside the 32 or with
+// a zero width or impossible indices.
+std::optional<mpz_class> solve(const Operator& f, std::size_t position,
+                               const std::vector<mpz_class>& args, const mpz_class& v);
+
+// Values for every free argument (an empty entry of args) such that f of the
+// completed vector is v, or nothing when there are none. same[i] names the
+// first position that holds the same free term as position i (same[i] == i for
+// a first occurrence); an empty same means that all free arguments are
+// distinct. The answer is the completed vector: known values are copied,
+// positions of one term share a value.
+std::optional<std::vector<mpz_class>> solve(const Operator& f,
+                                            const std::vector<std::optional<mpz_class>>& args,
+                                            const mpz_class& v,
+                                            const std::vector<std::size_t>& same = {});
+
+// The inverter as the model builder (or the front end's `invert`) uses it.
+//
+// operator()(t, v):
+//  1. classifies every argument of t, first to last, exactly as the
+//     calculators do (valued, free or defaulted; defaulting stays in the
+//     store whatever happens next); valued and defaulted arguments both count
+//     as known;
+//  2. normalises v through the store; Refused(kNotAValueMessage) unless that
+//     gives a value;
+//  3. with no free argument: records nothing when t already normalises to v,
+//     otherwise throws NoValue (the call is a question about t, and the
+//     answer is already fixed);
+//  4. otherwise finds values for the free arguments, or throws NoValue when
+//     none exist, and records them with calculated_value, one per distinct
+//     free term, in argument order.
+//
+// Equality and ite over declared sorts and arrays are solved on the values
+// as terms: a value different from a known one is the next abstract value, or
+// the constant array of a different element.
+//
+// Refused is thrown, after classification and before any recording, for an
+// operator outside the 32 (kNoInverseMessage), for a v that does not
+// normalise to a value of t's sort (kNotAValueMessage), and in the two
+// searched cases below.
+//
+// A free term at several positions is solved as one unknown. A free declared
+// constant that also occurs inside a later argument gets a default value when
+// that argument is classified; the inverter then searches the constant's
+// values exhaustively, re-evaluating the other arguments, when those
+// constants take at most kMaxSearchBits bits together, and throws Refused
+// otherwise (kTooWideMessage; kOpaqueMessage for sorts it cannot enumerate).
+// A free term that occurs inside another free argument is treated as
+// independent of it: the recorded equalities then hold as constraints.
+class Inverter final : public adhoccalculator::AdHocCalculator {
+ public:
+  static constexpr std::size_t kMaxSearchBits = 16;
+
+  using AdHocCalculator::AdHocCalculator;
+  ~Inverter() override;
+
+  void operator()(const Term* t, const Term* v) override;
+
+ private:
+  void invert_equal_opaque(const std::vector<Arg>& args, const std::vector<std::size_t>& same,
+                           const Term* v);
+  void invert_ite_opaque(const Term* t, const std::vector<Arg>& args,
+                         const std::vector<std::size_t>& same, const Term* v);
+  void invert_dependent(const Term* t, const std::vector<Arg>& args,
+                        const std::vector<std::size_t>& same, const Term* v);
+  // A value of the type of value other than value itself.
+  const Term* other_value(const Term* value);
+  mpz_class to_number(const Term* value) const;
+  const Term* to_term(const mpz_class& x, const DataType* type);
+  void record(const std::vector<Arg>& args, const std::vector<std::size_t>& same,
+              const std::vector<const Term*>& values);
+};
+
+}  // namespace kora::inverse
