@@ -1,0 +1,17 @@
+; Bitwise or: only two free arguments are solved, each taking v. One free
+; argument beside a known one is refused, even where a value would exist.
+(declare-const a (_ BitVec 8))
+(declare-const b (_ BitVec 8))
+(set-free a)
+(set-free b)
+(calculate (bvor a b) #xa5)
+(get-value (a b (bvor a b)))
+(declare-const x (_ BitVec 8))
+(declare-const k (_ BitVec 8))
+(set-free x)
+(set-model-value k #x00)
+(calculate (bvor k x) #x0f)
+(declare-const d (_ BitVec 8))
+(calculate (bvor k d) #x0f)
+(get-value (d))
+(check-model)

@@ -1,0 +1,20 @@
+; Rotation left: the free argument takes v rotated right by the same amount
+; (amounts of a whole turn or more wrap); an argument with a value is
+; refused, even when it already rotates to v.
+(declare-const a (_ BitVec 8))
+(set-free a)
+(calculate ((_ rotate_left 3) a) #b00000001)
+(declare-const b (_ BitVec 4))
+(set-free b)
+(calculate ((_ rotate_left 5) b) #b0011)
+(declare-const c (_ BitVec 4))
+(set-free c)
+(calculate ((_ rotate_left 4) c) #b0011)
+(get-value (a b c))
+(check-model)
+(declare-const k (_ BitVec 8))
+(set-model-value k #x20)
+(calculate ((_ rotate_left 3) k) #x01)
+(declare-const d (_ BitVec 4))
+(calculate ((_ rotate_left 1) d) #x1)
+(get-value (d))

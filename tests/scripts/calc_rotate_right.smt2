@@ -1,0 +1,20 @@
+; Rotation right: the free argument takes v rotated left by the same amount
+; (amounts of a whole turn or more wrap); an argument with a value is
+; refused, even when it already rotates to v.
+(declare-const a (_ BitVec 4))
+(set-free a)
+(calculate ((_ rotate_right 1) a) #b0001)
+(declare-const b (_ BitVec 4))
+(set-free b)
+(calculate ((_ rotate_right 9) b) #b0011)
+(declare-const c (_ BitVec 8))
+(set-free c)
+(calculate ((_ rotate_right 0) c) #x81)
+(get-value (a b c))
+(check-model)
+(declare-const k (_ BitVec 4))
+(set-model-value k #x2)
+(calculate ((_ rotate_right 1) k) #x1)
+(declare-const d (_ BitVec 4))
+(calculate ((_ rotate_right 2) d) #x1)
+(get-value (d))
