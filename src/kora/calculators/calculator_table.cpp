@@ -33,7 +33,24 @@ CalculatorTable::CalculatorTable(TermManager* mgr, ModelStore* store, FreeTermPr
   add(Op::BVUdiv, make<BVUdivAdHocCalculator>(mgr, store, pred));
   add(Op::BVSdiv, make<BVSdivAdHocCalculator>(mgr, store, pred));
   // Bit-vector comparisons.
+  add(Op::BVUlt, make<BVUltAdHocCalculator>(mgr, store, pred));
+  add(Op::BVUle, make<BVUleAdHocCalculator>(mgr, store, pred));
+  add(Op::BVSlt, make<BVSltAdHocCalculator>(mgr, store, pred));
+  add(Op::BVSle, make<BVSleAdHocCalculator>(mgr, store, pred));
+  add(Op::BVComp, make<BVCompAdHocCalculator>(mgr, store, pred));
   // Bitwise and structural.
+  add(Op::BVNot, make<BVNotAdHocCalculator>(mgr, store, pred));
+  add(Op::BVAnd, make<BVAndAdHocCalculator>(mgr, store, pred));
+  add(Op::BVOr, make<BVOrAdHocCalculator>(mgr, store, pred));
+  add(Op::BVXor, make<BVXorAdHocCalculator>(mgr, store, pred));
+  add(Op::BVConcat, make<BVConcatAdHocCalculator>(mgr, store, pred));
+  add(Op::BVExtract, make<BVSelectAdHocCalculator>(mgr, store, pred));
+  add(Op::BVRotateLeft, make<BVRolAdHocCalculator>(mgr, store, pred));
+  add(Op::BVRotateRight, make<BVRorAdHocCalculator>(mgr, store, pred));
+  add(Op::BVZeroExtend, make<BVZextAdHocCalculator>(mgr, store, pred));
+  add(Op::BVSignExtend, make<BVSextAdHocCalculator>(mgr, store, pred));
+  add(Op::BVUrem, make<BVUremAdHocCalculator>(mgr, store, pred));
+  add(Op::BVSrem, make<BVSremAdHocCalculator>(mgr, store, pred));
 }
 
 AdHocCalculator* CalculatorTable::find(const Term* t) const {
