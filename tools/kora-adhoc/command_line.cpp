@@ -68,8 +68,10 @@ Commands (one response line on standard output where shown):
                                    TERM = VALUE; prints the constraints it
                                    added, (C1 ... Cn), or (error "MESSAGE")
                                    when it refuses
-  (invert TERM VALUE)              the same with the complete inverter, when
-                                   this build has one
+  (invert TERM VALUE)              the same with the complete inverter,
+                                   which finds a value whenever one exists:
+                                   (error "no value exists for the free
+                                   argument") when none does
   (check-model)                    re-check every calculate and invert that
                                    recorded values: (model-ok N) or
                                    (model-violations ((T V GOT) ...))
