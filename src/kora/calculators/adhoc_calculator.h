@@ -29,12 +29,14 @@ class FreeTermPredicate {
   FreeTermPredicate(const FreeTermPredicate&) = default;
   FreeTermPredicate& operator=(const FreeTermPredicate&) = default;
   virtual ~FreeTermPredicate();
+  // Whether the term a is free.
   virtual bool is_free(const Term* a) = 0;
 };
 
 // A predicate that answers true exactly for the terms marked free.
 class SetFreeTermPredicate final : public FreeTermPredicate {
  public:
+  // Marks a (the term itself, not its normal form) as free.
   void mark_free(const Term* a) { free_.insert(a); }
   void clear() { free_.clear(); }
   bool is_free(const Term* a) override { return free_.count(a) != 0; }
@@ -50,17 +52,21 @@ class SetFreeTermPredicate final : public FreeTermPredicate {
 // calls.
 class AdHocCalculator {
  public:
+  // The only failure a calculator reports.
   class error : public Exception {
    public:
     explicit error(const std::string& msg) : Exception(msg) {}
   };
 
+  // The three objects must outlive the calculator; it owns none of them.
   AdHocCalculator(TermManager* mgr, ModelStore* store, FreeTermPredicate* pred)
       : mgr_(mgr), store_(store), pred_(pred) {}
   AdHocCalculator(const AdHocCalculator&) = delete;
   AdHocCalculator& operator=(const AdHocCalculator&) = delete;
   virtual ~AdHocCalculator();
 
+  // Gives the free arguments of t values such that t equals v and records
+  // them in the store, or throws error with one of the fixed messages.
   virtual void operator()(const Term* t, const Term* v) = 0;
 
  protected:

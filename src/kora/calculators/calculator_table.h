@@ -11,11 +11,13 @@ namespace kora::adhoccalculator {
 // operator of a term.
 class CalculatorTable {
  public:
+  // All 32 calculators over the three objects, which must outlive the table.
   CalculatorTable(TermManager* mgr, ModelStore* store, FreeTermPredicate* pred);
 
   // The calculator of t's operator (for an equality over Booleans, Iff's), or
   // null when the operator has none.
   AdHocCalculator* find(const Term* t) const;
+  // The calculator registered for op, or null.
   AdHocCalculator* find(Op op) const { return by_op_[static_cast<std::size_t>(op)].get(); }
   // Number of calculators in the table.
   std::size_t size() const noexcept;

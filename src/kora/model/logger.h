@@ -16,15 +16,19 @@ inline constexpr EndLog endlog{};
 // negative and the level is at most the limit, otherwise they are dropped.
 class Logger {
  public:
+  // A logger writing to out, with verbosity limit 0.
   explicit Logger(std::ostream* out) : out_(out) {}
 
+  // The highest level that is written.
   void set_verbosity(int limit) noexcept { verbosity_ = limit; }
   int verbosity() const noexcept { return verbosity_; }
+  // A disabled logger drops every item.
   void set_disabled(bool disabled) noexcept { disabled_ = disabled; }
   bool disabled() const noexcept { return disabled_; }
   // Asks for a carriage return before the next item, so that a record can
   // overwrite a progress line on a terminal.
   void set_carriage_return_pending() noexcept { cr_pending_ = true; }
+  // Redirects the output.
   void set_stream(std::ostream* out) noexcept { out_ = out; }
 
   // Starts a record at the given level.
@@ -32,11 +36,14 @@ class Logger {
     level_ = level;
     return *this;
   }
+  // Whether items of the current record are written.
   bool enabled() const noexcept { return !disabled_ && level_ >= 0 && level_ <= verbosity_; }
 
+  // Writes one item of the current record (a term in SMT-LIB syntax).
   Logger& operator<<(const char* item);
   Logger& operator<<(const std::string& item);
   Logger& operator<<(const Term* item);
+  // Ends the record with a newline.
   Logger& operator<<(EndLog);
 
  private:

@@ -21,6 +21,8 @@ class ModelStore {
                                     hsh::GetKey_pair<const Term*, const Term*>, const Term*,
                                     hsh::hash<const Term*>, std::equal_to<const Term*>>;
 
+  // An empty model over mgr's terms; the logger writes to log_stream
+  // (standard error when null).
   explicit ModelStore(TermManager* mgr, std::ostream* log_stream = nullptr);
   ModelStore(const ModelStore&) = delete;
   ModelStore& operator=(const ModelStore&) = delete;
@@ -48,10 +50,14 @@ class ModelStore {
   const Term* value_of(const Term* constant) const;
   // The default value of a type.
   const Term* default_value(const DataType* type);
+  // Every constraint added so far, in order.
   const std::vector<const Term*>& constraints() const noexcept { return constraints_; }
+  // The logger itself, to set its limit and flags.
   Logger& logger() noexcept { return logger_; }
+  // The manager whose terms the model is about.
   TermManager* term_manager() const noexcept { return mgr_; }
 
+  // The Boolean values the calculators computed, by term.
   AdhocTable adhoc_values;
 
  private:

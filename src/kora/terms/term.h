@@ -17,6 +17,7 @@ class DataType {
  public:
   enum class Kind : std::uint8_t { Bool, BitVec, Array, Sort };
 
+  // Which of the four kinds of sort this is.
   Kind kind() const noexcept { return kind_; }
   bool is_bool() const noexcept { return kind_ == Kind::Bool; }
   bool is_bv() const noexcept { return kind_ == Kind::BitVec; }
@@ -24,6 +25,7 @@ class DataType {
   bool is_sort() const noexcept { return kind_ == Kind::Sort; }
   // Bit width of a bit-vector type, 0 otherwise.
   std::size_t width() const noexcept { return width_; }
+  // Index and element types of an array type, null otherwise.
   const DataType* index() const noexcept { return index_; }
   const DataType* element() const noexcept { return element_; }
   // Name of a declared sort.
@@ -105,11 +107,14 @@ const char* op_name(Op op) noexcept;
 //   AbstractValue                        {index}
 class Symbol {
  public:
+  // The operator (or kind of constant) the symbol stands for.
   Op op() const noexcept { return op_; }
+  // The type of every term built with this symbol.
   const DataType* get_output_type() const noexcept { return output_; }
   // The printed name: the constant's name, the numeral, or the operator in
   // SMT-LIB syntax (indexed ones as "(_ extract 3 0)").
   const std::string& name() const noexcept { return name_; }
+  // Parameter i (see the table above), 0 when absent.
   std::size_t param(std::size_t i) const noexcept { return i < 3 ? params_[i] : 0; }
   // Symbols of terms without arguments: declared constants and values.
   bool is_constant() const noexcept { return op_ < Op::ConstArray; }
@@ -132,8 +137,11 @@ class Term {
  public:
   // The identifier comes first: the hash tables read it as the term's hash.
   std::uint64_t id() const noexcept { return id_; }
+  // The operator or constant of the term.
   const Symbol* get_symbol() const noexcept { return symbol_; }
+  // The term's type: its symbol's output type.
   const DataType* type() const noexcept { return symbol_->get_output_type(); }
+  // The arguments, in order (argument 0 is the first).
   std::size_t arity() const noexcept { return args_.size(); }
   const Term* arg(std::size_t i) const noexcept { return args_[i]; }
   const std::vector<const Term*>& args() const noexcept { return args_; }
@@ -150,6 +158,7 @@ class Term {
   std::vector<const Term*> args_;
 };
 
+// Writes the term in SMT-LIB syntax.
 std::ostream& operator<<(std::ostream& os, const Term& t);
 
 // Whether the stream writes to a terminal (only the standard streams can).

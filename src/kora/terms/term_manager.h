@@ -23,6 +23,7 @@ namespace kora {
 // Queries fill their out-parameters only when they answer true.
 class TermManager {
  public:
+  // A manager holding only Bool, true and false.
   TermManager();
   TermManager(const TermManager&) = delete;
   TermManager& operator=(const TermManager&) = delete;
@@ -33,20 +34,27 @@ class TermManager {
   virtual const Term* make_term(const Symbol* s, const std::vector<const Term*>& args);
 
   // --- Fixed objects ----------------------------------------------------
+  // The Boolean type.
   const DataType* bool_type() const noexcept { return bool_type_; }
+  // The constants true and false, and their symbols: a term is the constant
+  // true exactly when its symbol is true_symbol().
   const Term* true_term() const noexcept { return true_term_; }
   const Term* false_term() const noexcept { return false_term_; }
   const Symbol* true_symbol() const noexcept { return true_term_->get_symbol(); }
   const Symbol* false_symbol() const noexcept { return false_term_->get_symbol(); }
 
   // --- Types ------------------------------------------------------------
+  // The bit-vector type of the given width (at least 1).
   const DataType* bv_type(std::size_t width);
+  // The array type from index to element.
   const DataType* array_type(const DataType* index, const DataType* element);
   // A declared (uninterpreted) sort; the same name gives the same type.
   const DataType* sort_type(const std::string& name);
 
+  // True when t is a bit-vector type; then *width is its width.
   bool is_bv_type(const DataType* t, std::size_t* width) const;
-  // Either out-parameter may be null.
+  // True when t is an array type; then *index and *element are its index
+  // and element types. Either out-parameter may be null.
   bool is_array_type(const DataType* t, const DataType** index, const DataType** element) const;
 
   // --- Constants and values ---------------------------------------------
@@ -72,11 +80,14 @@ class TermManager {
   const Term* make_equal(const Term* a, const Term* b);
   // Boolean equivalence a <=> b, printed as (= a b).
   const Term* make_iff(const Term* a, const Term* b);
+  // Boolean connectives and if-then-else over existing terms.
   const Term* make_not(const Term* a);
   const Term* make_and(const Term* a, const Term* b);
   const Term* make_or(const Term* a, const Term* b);
   const Term* make_ite(const Term* c, const Term* x, const Term* y);
 
+  // The symbols of the Boolean connectives; equality and ite symbols are per
+  // sort.
   const Symbol* make_not_symbol();
   const Symbol* make_and_symbol();
   const Symbol* make_or_symbol();
@@ -121,6 +132,8 @@ class TermManager {
   const Symbol* make_bv_rotate_right_symbol(std::size_t amount, std::size_t width);
 
   // --- Symbol queries ---------------------------------------------------
+  // Each is true when s is that operator; then the out-parameters receive
+  // its parameters (in the order its constructor takes them).
   bool is_bv_concat(const Symbol* s, std::size_t* first_width, std::size_t* second_width) const;
   bool is_bv_extract(const Symbol* s, std::size_t* msb, std::size_t* lsb, std::size_t* width) const;
   bool is_bv_rotate_left(const Symbol* s, std::size_t* amount, std::size_t* width) const;

@@ -14,11 +14,13 @@ void dump_msg_and_raise_assertion();
 // that more can be appended, and what() reads it back.
 class Exception : public std::exception {
  public:
+  // An exception whose what() is msg.
   explicit Exception(const std::string& msg);
   Exception(const Exception& o);
   Exception& operator=(const Exception& o);
   ~Exception() override;
 
+  // The message; "" if it cannot be read back.
   const char* what() const noexcept override;
 
  private:
