@@ -11,28 +11,10 @@ ModelStore::ModelStore(TermManager* mgr, std::ostream* log_stream)
 
 ModelStore::~ModelStore() = default;
 
-namespace {
-
-// The store's own test for values; non-virtual so that the store's internal
-// work never shows up as calls of the overridable interface.
-bool is_value(const Term* t) {
-  switch (t->get_symbol()->op()) {
-    case Op::True:
-    case Op::False:
-    case Op::BVNumber:
-    case Op::AbstractValue:
-      return true;
-    case Op::ConstArray:
-      return is_value(t->arg(0));
-    default:
-      return false;
-  }
-}
-
-}  // namespace
-
+// The store itself calls is_model_value directly, so that its internal work
+// never shows up as calls of the overridable interface.
 bool ModelStore::is_good_model_value(const Term* t) {
-  return is_value(t);
+  return is_model_value(t);
 }
 
 const Term* ModelStore::get_normalized(const Term* t) {
@@ -69,7 +51,7 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
     bool all_values = true;
     for (const Term* a : t->args()) {
       const Term* n = normal_cache_.at(a);
-      all_values = all_values && is_value(n);
+      all_values = all_values && is_model_value(n);
       args.push_back(n);
     }
     const Symbol* s = t->get_symbol();
@@ -113,7 +95,7 @@ void ModelStore::add_model_constraint(const Term* c, bool /*flag*/) {
   constraints_.push_back(c);
   Op op = c->get_symbol()->op();
   if ((op == Op::Equal || op == Op::Iff) && c->arg(0)->get_symbol()->op() == Op::Constant &&
-      is_value(c->arg(1))) {
+      is_model_value(c->arg(1))) {
     set_value(c->arg(0), c->arg(1));
   }
 }

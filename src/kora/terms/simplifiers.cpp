@@ -22,22 +22,6 @@ mpz_class to_signed(const mpz_class& v, std::size_t w) {
   return mpz_tstbit(v.get_mpz_t(), w - 1) != 0 ? mpz_class(v - pow2(w)) : v;
 }
 
-// Model values: true, false, numerals, abstract values and constant arrays
-// of a value. Declared constants are not values.
-bool is_value(const Term* t) {
-  switch (t->get_symbol()->op()) {
-    case Op::True:
-    case Op::False:
-    case Op::BVNumber:
-    case Op::AbstractValue:
-      return true;
-    case Op::ConstArray:
-      return is_value(t->arg(0));
-    default:
-      return false;
-  }
-}
-
 // Applies f to the numeric values of the arguments (at most two) when all of
 // them are numerals; otherwise the application is rebuilt as it is.
 template <class F>
@@ -277,7 +261,7 @@ namespace {
 
 bool all_values(const Args& args) {
   for (const Term* a : args) {
-    if (!is_value(a)) return false;
+    if (!is_model_value(a)) return false;
   }
   return true;
 }

@@ -148,6 +148,20 @@ std::ostream& operator<<(std::ostream& os, const Term& t) {
   return os << t.to_shallow_str();
 }
 
+bool is_model_value(const Term* t) {
+  switch (t->get_symbol()->op()) {
+    case Op::True:
+    case Op::False:
+    case Op::BVNumber:
+    case Op::AbstractValue:
+      return true;
+    case Op::ConstArray:
+      return is_model_value(t->arg(0));
+    default:
+      return false;
+  }
+}
+
 bool is_terminal(const std::ostream& os) {
   if (&os == &std::cout) return ::isatty(STDOUT_FILENO) != 0;
   if (&os == &std::cerr || &os == &std::clog) return ::isatty(STDERR_FILENO) != 0;

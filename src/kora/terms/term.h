@@ -161,6 +161,10 @@ class Term {
 // Writes the term in SMT-LIB syntax.
 std::ostream& operator<<(std::ostream& os, const Term& t);
 
+// Whether t is a model value: true, false, a numeral, an abstract value, or
+// a constant array of a value. Declared constants are not values.
+bool is_model_value(const Term* t);
+
 // Whether the stream writes to a terminal (only the standard streams can).
 bool is_terminal(const std::ostream& os);
 
