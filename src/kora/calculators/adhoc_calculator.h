@@ -37,12 +37,17 @@ class FreeTermPredicate {
 class SetFreeTermPredicate final : public FreeTermPredicate {
  public:
   // Marks a (the term itself, not its normal form) as free.
-  void mark_free(const Term* a) { free_.insert(a); }
+  void mark_free(const Term* a) {
+    if (a->id() >= free_.size()) free_.resize(a->id() + 1, false);
+    free_[a->id()] = true;
+  }
   void clear() { free_.clear(); }
-  bool is_free(const Term* a) override { return free_.count(a) != 0; }
+  bool is_free(const Term* a) override { return a->id() < free_.size() && free_[a->id()]; }
 
  private:
-  std::unordered_set<const Term*> free_;
+  // One bit per term, indexed by the term's identifier (dense from 1): the
+  // question every classification asks costs a load, not a hash lookup.
+  std::vector<bool> free_;
 };
 
 // Base of the calculators. A calculator inverts one operator: given

@@ -16,28 +16,19 @@ void Logger::write(const char* data, std::size_t size) {
   out_->write(data, static_cast<std::streamsize>(size));
 }
 
-Logger& Logger::operator<<(const char* item) {
-  write(item, std::strlen(item));
-  return *this;
+void Logger::write_text(const char* text) {
+  write(text, std::strlen(text));
 }
 
-Logger& Logger::operator<<(const std::string& item) {
-  write(item.data(), item.size());
-  return *this;
+void Logger::write_term(const Term* t) {
+  const std::string text = t->to_shallow_str();
+  write(text.data(), text.size());
 }
 
-Logger& Logger::operator<<(const Term* item) {
-  if (enabled()) *this << item->to_shallow_str();
-  return *this;
-}
-
-Logger& Logger::operator<<(EndLog) {
-  if (enabled() && out_ != nullptr) {
-    out_->put('\n');
-    out_->flush();
-  }
-  level_ = -1;
-  return *this;
+void Logger::end_record() {
+  if (out_ == nullptr) return;
+  out_->put('\n');
+  out_->flush();
 }
 
 }  // namespace kora

@@ -39,15 +39,33 @@ class Logger {
   // Whether items of the current record are written.
   bool enabled() const noexcept { return !disabled_ && level_ >= 0 && level_ <= verbosity_; }
 
-  // Writes one item of the current record (a term in SMT-LIB syntax).
-  Logger& operator<<(const char* item);
-  Logger& operator<<(const std::string& item);
-  Logger& operator<<(const Term* item);
+  // Writes one item of the current record (a term in SMT-LIB syntax). An
+  // item of a record that is not written is dropped here, inline: it costs
+  // one test, with no string measured and no term printed.
+  Logger& operator<<(const char* item) {
+    if (enabled()) write_text(item);
+    return *this;
+  }
+  Logger& operator<<(const std::string& item) {
+    if (enabled()) write(item.data(), item.size());
+    return *this;
+  }
+  Logger& operator<<(const Term* item) {
+    if (enabled()) write_term(item);
+    return *this;
+  }
   // Ends the record with a newline.
-  Logger& operator<<(EndLog);
+  Logger& operator<<(EndLog) {
+    if (enabled()) end_record();
+    level_ = -1;
+    return *this;
+  }
 
  private:
   void write(const char* data, std::size_t size);
+  void write_text(const char* text);
+  void write_term(const Term* t);
+  void end_record();
 
   int verbosity_ = 0;
   int level_ = -1;

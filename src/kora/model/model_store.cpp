@@ -18,48 +18,62 @@ bool ModelStore::is_good_model_value(const Term* t) {
 }
 
 const Term* ModelStore::get_normalized(const Term* t) {
-  auto found = normal_cache_.find(t);
-  if (found != normal_cache_.end()) return found->second;
-  return normalize_uncached(t);
+  if (t->arity() == 0) return leaf_normal_form(t);
+  const Term* n = cached_normal_form(t);
+  return n != nullptr ? n : normalize_uncached(t);
+}
+
+const Term* ModelStore::cached_normal_form(const Term* t) const {
+  const std::uint64_t id = t->id();
+  if (id >= normal_cache_.size()) return nullptr;
+  const NormalForm& entry = normal_cache_[id];
+  return entry.generation == generation_ ? entry.term : nullptr;
+}
+
+void ModelStore::cache_normal_form(const Term* t, const Term* n) {
+  const std::uint64_t id = t->id();
+  // Grown to cover every term made so far, not only this one, so that a
+  // run of new entries does not resize the table each time.
+  if (id >= normal_cache_.size()) normal_cache_.resize(mgr_->term_count() + 1);
+  normal_cache_[id] = NormalForm{n, generation_};
 }
 
 const Term* ModelStore::normalize_uncached(const Term* root) {
   // Post-order over the DAG with an explicit stack: scripts and fuzzers can
-  // build terms far deeper than the call stack allows.
+  // build terms far deeper than the call stack allows. Leaves are never on
+  // it: their normal form is one lookup away.
+  auto done = [this](const Term* t) { return t->arity() == 0 || cached_normal_form(t) != nullptr; };
+  auto normal_form = [this](const Term* t) {
+    return t->arity() == 0 ? leaf_normal_form(t) : cached_normal_form(t);
+  };
   std::vector<std::pair<const Term*, bool>> stack{{root, false}};
+  std::vector<const Term*> args;
   while (!stack.empty()) {
     auto [t, expanded] = stack.back();
-    if (normal_cache_.count(t) != 0) {
-      stack.pop_back();
-      continue;
-    }
-    if (t->arity() == 0) {
-      const Term* v = t->get_symbol()->op() == Op::Constant ? value_of(t) : nullptr;
-      normal_cache_.emplace(t, v != nullptr ? v : t);
+    if (done(t)) {
       stack.pop_back();
       continue;
     }
     if (!expanded) {
       stack.back().second = true;
       for (const Term* a : t->args()) {
-        if (normal_cache_.count(a) == 0) stack.emplace_back(a, false);
+        if (!done(a)) stack.emplace_back(a, false);
       }
       continue;
     }
-    std::vector<const Term*> args;
-    args.reserve(t->arity());
+    args.clear();
     bool all_values = true;
     for (const Term* a : t->args()) {
-      const Term* n = normal_cache_.at(a);
+      const Term* n = normal_form(a);
       all_values = all_values && is_model_value(n);
       args.push_back(n);
     }
     const Symbol* s = t->get_symbol();
     const Term* n = all_values ? termsimpl::fold(mgr_, s, args) : mgr_->make_term(s, args);
-    normal_cache_.emplace(t, n);
+    cache_normal_form(t, n);
     stack.pop_back();
   }
-  return normal_cache_.at(root);
+  return normal_form(root);
 }
 
 const Term* ModelStore::default_value(const DataType* type) {
@@ -105,13 +119,10 @@ Logger& ModelStore::log(int level) {
 }
 
 void ModelStore::set_value(const Term* constant, const Term* value) {
-  values_[constant] = value;
-  normal_cache_.clear();
-}
-
-const Term* ModelStore::value_of(const Term* constant) const {
-  auto it = values_.find(constant);
-  return it == values_.end() ? nullptr : it->second;
+  const std::uint64_t id = constant->id();
+  if (id >= values_.size()) values_.resize(mgr_->term_count() + 1, nullptr);
+  values_[id] = value;
+  ++generation_;
 }
 
 }  // namespace kora

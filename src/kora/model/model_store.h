@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <iosfwd>
 #include <unordered_map>
 #include <utility>
@@ -47,7 +48,10 @@ class ModelStore {
   // Sets (or replaces) the model value of a declared constant.
   void set_value(const Term* constant, const Term* value);
   // The model value of a declared constant, or null.
-  const Term* value_of(const Term* constant) const;
+  const Term* value_of(const Term* constant) const {
+    const std::uint64_t id = constant->id();
+    return id < values_.size() ? values_[id] : nullptr;
+  }
   // The default value of a type.
   const Term* default_value(const DataType* type);
   // Every constraint added so far, in order.
@@ -61,15 +65,37 @@ class ModelStore {
   AdhocTable adhoc_values;
 
  private:
+  // A cached normal form, valid while the values are those of its
+  // generation.
+  struct NormalForm {
+    const Term* term = nullptr;
+    std::uint64_t generation = 0;
+  };
+
   // Fills the cache for t and everything below it.
   const Term* normalize_uncached(const Term* t);
+  // The normal form of a term without arguments: a constant's value, or the
+  // term itself. Never cached: it costs one lookup.
+  const Term* leaf_normal_form(const Term* t) const {
+    if (t->get_symbol()->op() != Op::Constant) return t;
+    const Term* v = value_of(t);
+    return v != nullptr ? v : t;
+  }
+  // t's normal form from the cache, or null when it is absent or stale.
+  const Term* cached_normal_form(const Term* t) const;
+  void cache_normal_form(const Term* t, const Term* n);
 
   TermManager* mgr_;
   Logger logger_;
-  std::unordered_map<const Term*, const Term*> values_;
-  // Normal forms depend on the values, so the cache is dropped whenever a
-  // value changes.
-  std::unordered_map<const Term*, const Term*> normal_cache_;
+  // Values and cached normal forms sit in side tables indexed by the term's
+  // identifier: the manager numbers its terms densely from 1, so a lookup is
+  // one bounds check and one load, with nothing hashed. A table grows to the
+  // largest identifier stored in it.
+  std::vector<const Term*> values_;
+  // Normal forms depend on the values: every change of a value starts a new
+  // generation, which drops the whole cache at once.
+  std::vector<NormalForm> normal_cache_;
+  std::uint64_t generation_ = 1;
   std::vector<const Term*> constraints_;
 };
 

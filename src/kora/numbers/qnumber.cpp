@@ -19,7 +19,6 @@ mpz_t QNumber::gmp_tmp[QNumber::kGmpTmpCount];
 
 namespace {
 
-constexpr std::int64_t kMax = INT64_MAX;
 constexpr std::int64_t kMin = INT64_MIN;
 
 // The scratch integers are set up on first use as well as by the static
@@ -45,23 +44,15 @@ struct ScratchLifetime {
 };
 ScratchLifetime scratch_lifetime;
 
-// Small words are never -2^63, so the magnitude of every word fits a word.
-inline std::int64_t abs_word(std::int64_t x) noexcept {
-  return x < 0 ? -x : x;
-}
+// The overflow tests are shared with the inline fast paths of the header.
+using qnumber_detail::abs_word;
+using qnumber_detail::add_overflows;
+using qnumber_detail::mul_overflows;
 
-// True when x * y would leave [-(2^63-1), 2^63-1]. Testing by division keeps
-// the fast path free of wide multiplies; the test is exact for integers.
-inline bool mul_overflows(std::int64_t x, std::int64_t y) noexcept {
-  return y != 0 && abs_word(x) > kMax / abs_word(y);
-}
-
-// True when a + c would leave the small range. A sum of exactly -2^63 counts
-// as overflow so that the small form never holds it.
-inline bool add_overflows(std::int64_t a, std::int64_t c) noexcept {
-  if (a > 0 && c > 0) return a > kMax - c;
-  if (a < 0 && c < 0) return a <= kMin - c;
-  return false;
+// x / g for a divisor g of x. Most gcds of the fast path are 1, and a
+// division costs more than the test that skips it.
+inline std::int64_t div_by_gcd(std::int64_t x, std::int64_t g) noexcept {
+  return g == 1 ? x : x / g;
 }
 
 __mpz_struct* new_block() {
@@ -72,6 +63,23 @@ void delete_block(__mpz_struct* p) noexcept {
   mpz_clear(p);
   mpz_clear(p + 1);
   ::operator delete(p);
+}
+
+// Whether the GMP integer z is 1: the test of mpz_cmp_ui(z, 1) == 0 without
+// the call, for the denominators that the big paths look at first.
+inline bool is_one(mpz_srcptr z) noexcept {
+  return z->_mp_size == 1 && z->_mp_d[0] == 1;
+}
+
+// x mod y (y > 0), by a 32-bit division when both fit 32 bits: the same
+// remainder, for a fraction of the latency of a 64-bit division.
+inline std::uint64_t word_mod(std::uint64_t x, std::uint64_t y) noexcept {
+  // Euclid's quotients are mostly 1: then one subtraction is the remainder.
+  if (x >= y && x - y < y) return x - y;
+  if ((x | y) <= 0xffffffffULL) {
+    return static_cast<std::uint32_t>(x) % static_cast<std::uint32_t>(y);
+  }
+  return x % y;
 }
 
 [[noreturn]] void division_by_zero() {
@@ -87,9 +95,10 @@ std::int64_t small_gcd(std::int64_t a, std::int64_t b) noexcept {
     if (x < kGcdCacheSize && y < kGcdCacheSize) {
       std::int64_t& entry = gcd_cache[x][y];
       if (entry == 0) {
-        std::uint64_t u = x, v = y;
+        std::uint64_t u = x;
+        std::uint64_t v = y;
         while (v != 0) {
-          const std::uint64_t t = u % v;
+          const std::uint64_t t = word_mod(u, v);
           u = v;
           v = t;
         }
@@ -98,7 +107,7 @@ std::int64_t small_gcd(std::int64_t a, std::int64_t b) noexcept {
       }
       return entry;
     }
-    const std::uint64_t t = x % y;
+    const std::uint64_t t = word_mod(x, y);
     x = y;
     y = t;
   }
@@ -108,12 +117,10 @@ std::int64_t small_gcd(std::int64_t a, std::int64_t b) noexcept {
 // ---------------------------------------------------------------------------
 // Construction, copying, destruction
 
-QNumber::QNumber(long v) : num_{v}, den_(1) {
-  if (v == kMin) {
-    num_.small = 0;  // leaves a valid zero should the block allocation throw
-    make_big();
-    mpz_set_si(big_num(), v);
-  }
+void QNumber::init_word_min() {
+  num_.small = 0;  // leaves a valid zero should the block allocation throw
+  make_big();
+  mpz_set_si(big_num(), kMin);
 }
 
 QNumber::QNumber(const mpz_class& n, const mpz_class& d) : QNumber() {
@@ -143,25 +150,20 @@ QNumber::QNumber(const mpz_class& n) : QNumber() {
   }
 }
 
-QNumber::QNumber(const QNumber& o) : QNumber() {
-  if (o.is_small()) {
-    num_.small = o.num_.small;
-    den_ = o.den_;
-  } else {
-    __mpz_struct* block = new_block();
-    mpz_init_set(block, o.big_num());
-    mpz_init_set(block + 1, o.big_den());
-    num_.big = block;
-    den_ = 0;
-  }
+void QNumber::copy_big(const QNumber& o) {
+  // The words still hold o's block: a failed allocation must not leave them
+  // looking like a second owner (the constructor then never completes, so
+  // nothing frees them, but the number must not point at o's block).
+  num_.small = 0;
+  den_ = 1;
+  __mpz_struct* block = new_block();
+  mpz_init_set(block, o.big_num());
+  mpz_init_set(block + 1, o.big_den());
+  num_.big = block;
+  den_ = 0;
 }
 
-QNumber::QNumber(QNumber&& o) noexcept : num_(o.num_), den_(o.den_) {
-  o.num_.small = 0;
-  o.den_ = 1;
-}
-
-QNumber& QNumber::operator=(const QNumber& o) {
+QNumber& QNumber::assign_slow(const QNumber& o) {
   if (this == &o) return *this;
   if (o.is_small()) {
     set_small(o.num_.small, o.den_);
@@ -181,7 +183,7 @@ QNumber& QNumber::operator=(const QNumber& o) {
 
 // Leaves the same form as the copy would (a big target stays big), only
 // without allocating: a big source hands over its block.
-QNumber& QNumber::operator=(QNumber&& o) noexcept {
+QNumber& QNumber::move_assign_slow(QNumber&& o) noexcept {
   if (this == &o) return *this;
   if (o.is_small()) {
     set_small(o.num_.small, o.den_);
@@ -195,15 +197,26 @@ QNumber& QNumber::operator=(QNumber&& o) noexcept {
   return *this;
 }
 
-QNumber::~QNumber() {
-  release();
-}
-
 void QNumber::release() noexcept {
   if (is_small()) return;
   delete_block(num_.big);
   num_.small = 0;
   den_ = 1;
+}
+
+void QNumber::take_big_integer(mpz_ptr z) {
+  if (is_small()) {
+    __mpz_struct* block = new_block();
+    mpz_init_set(block, z);
+    mpz_init_set_si(block + 1, 1);
+    num_.big = block;
+    den_ = 0;
+    return;
+  }
+  // The limbs change hands instead of being copied; z keeps the old
+  // numerator, which its owner (a scratch integer) no longer needs.
+  mpz_swap(big_num(), z);
+  mpz_set_si(big_den(), 1);
 }
 
 void QNumber::make_big() {
@@ -240,8 +253,8 @@ void QNumber::normalize() {
       return;
     }
     const std::int64_t g = small_gcd(den_, num_.small);
-    num_.small /= g;
-    den_ /= g;
+    num_.small = div_by_gcd(num_.small, g);
+    den_ = div_by_gcd(den_, g);
     if (den_ < 0) {
       num_.small = -num_.small;
       den_ = -den_;
@@ -274,23 +287,6 @@ void QNumber::normalize() {
 // ---------------------------------------------------------------------------
 // Addition and subtraction
 
-QNumber& QNumber::operator+=(const QNumber& o) {
-  add_signed(o, false);
-  return *this;
-}
-
-QNumber& QNumber::operator-=(const QNumber& o) {
-  add_signed(o, true);
-  return *this;
-}
-
-QNumber& QNumber::operator+=(long o) {
-  return *this += QNumber(o);
-}
-QNumber& QNumber::operator-=(long o) {
-  return *this -= QNumber(o);
-}
-
 void QNumber::add_signed(const QNumber& o, bool negate) {
   if (!is_small()) {
     if (o.is_small()) {
@@ -320,17 +316,17 @@ void QNumber::add_signed(const QNumber& o, bool negate) {
     // a/b + c/d = (a*d' + c*b') / (b'*d) with g = gcd(b, d), b' = b/g,
     // d' = d/g; the only common factors left are those of the sum with g.
     const std::int64_t g = small_gcd(b, d);
-    const std::int64_t bp = b / g;
-    const std::int64_t dp = d / g;
+    const std::int64_t bp = div_by_gcd(b, g);
+    const std::int64_t dp = div_by_gcd(d, g);
     if (!mul_overflows(c, bp) && !mul_overflows(dp, a)) {
       const std::int64_t x = a * dp;
       const std::int64_t y = c * bp;
       if (!add_overflows(x, y)) {
         const std::int64_t s = x + y;
         const std::int64_t g2 = small_gcd(s, g);
-        const std::int64_t d2 = d / g2;
+        const std::int64_t d2 = div_by_gcd(d, g2);
         if (!mul_overflows(bp, d2)) {
-          num_.small = s / g2;
+          num_.small = div_by_gcd(s, g2);
           den_ = bp * d2;
           return;
         }
@@ -401,7 +397,7 @@ void QNumber::add_big_small(std::int64_t c, std::int64_t d) noexcept {
 // ---------------------------------------------------------------------------
 // Multiplication and division
 
-QNumber& QNumber::operator*=(const QNumber& o) {
+QNumber& QNumber::mul_slow(const QNumber& o) {
   if (!is_small()) {
     if (o.is_small()) {
       mul_big_small(o.num_.small, o.den_);
@@ -434,10 +430,10 @@ QNumber& QNumber::operator*=(const QNumber& o) {
     // result that fits is always found in the small form.
     const std::int64_t g1 = small_gcd(a, d);
     const std::int64_t g2 = small_gcd(c, b);
-    const std::int64_t n1 = a / g1;
-    const std::int64_t n2 = c / g2;
-    const std::int64_t d1 = b / g2;
-    const std::int64_t d2 = d / g1;
+    const std::int64_t n1 = div_by_gcd(a, g1);
+    const std::int64_t n2 = div_by_gcd(c, g2);
+    const std::int64_t d1 = div_by_gcd(b, g2);
+    const std::int64_t d2 = div_by_gcd(d, g1);
     if (!mul_overflows(n1, n2) && !mul_overflows(d1, d2)) {
       num_.small = n1 * n2;
       den_ = d1 * d2;
@@ -459,6 +455,13 @@ void QNumber::mul_big(const QNumber& o) noexcept {
   mpz_ptr od = gmp_tmp[3];
   mpz_gcd(g1, n, o.big_den());
   mpz_gcd(g2, o.big_num(), d);
+  if (is_one(g1) && is_one(g2)) {
+    // Nothing cancels (always so for integers): the products alone. With o
+    // this, each product is a square, which mpz_mul takes aliased.
+    mpz_mul(n, n, o.big_num());
+    mpz_mul(d, d, o.big_den());
+    return;
+  }
   // o's reduced parts go to scratch before this changes, since o may be this.
   mpz_divexact(on, o.big_num(), g2);
   mpz_divexact(od, o.big_den(), g1);
@@ -508,14 +511,10 @@ QNumber& QNumber::operator/=(const QNumber& o) {
   return *this *= r;
 }
 
-QNumber& QNumber::operator/=(long o) {
-  return *this /= QNumber(o);
-}
-
 // ---------------------------------------------------------------------------
 // Comparison
 
-bool operator==(const QNumber& a, const QNumber& b) {
+bool QNumber::equal_slow(const QNumber& a, const QNumber& b) {
   if (a.is_small()) {
     if (b.is_small()) return a.num_.small == b.num_.small && a.den_ == b.den_;
     return mpz_cmp_si(b.big_num(), a.num_.small) == 0 && mpz_cmp_si(b.big_den(), a.den_) == 0;
@@ -526,7 +525,7 @@ bool operator==(const QNumber& a, const QNumber& b) {
   return mpz_cmp(a.big_num(), b.big_num()) == 0 && mpz_cmp(a.big_den(), b.big_den()) == 0;
 }
 
-bool operator<(const QNumber& a, const QNumber& b) {
+bool QNumber::less_slow(const QNumber& a, const QNumber& b) {
   if (a.is_small() && b.is_small()) {
     const std::int64_t x = a.num_.small;
     const std::int64_t y = b.num_.small;
@@ -536,10 +535,10 @@ bool operator<(const QNumber& a, const QNumber& b) {
     // Same sign and not both zero, so g1 > 0.
     const std::int64_t g1 = small_gcd(x, y);
     const std::int64_t g2 = small_gcd(a.den_, b.den_);
-    const std::int64_t l1 = x / g1;
-    const std::int64_t l2 = b.den_ / g2;
-    const std::int64_t r1 = y / g1;
-    const std::int64_t r2 = a.den_ / g2;
+    const std::int64_t l1 = div_by_gcd(x, g1);
+    const std::int64_t l2 = div_by_gcd(b.den_, g2);
+    const std::int64_t r1 = div_by_gcd(y, g1);
+    const std::int64_t r2 = div_by_gcd(a.den_, g2);
     if (!mul_overflows(l1, l2) && !mul_overflows(r1, r2)) return l1 * l2 < r1 * r2;
     ensure_scratch();
     mpz_set_si(QNumber::gmp_tmp[0], l1);
@@ -547,6 +546,14 @@ bool operator<(const QNumber& a, const QNumber& b) {
     mpz_set_si(QNumber::gmp_tmp[1], r1);
     mpz_mul_si(QNumber::gmp_tmp[1], QNumber::gmp_tmp[1], r2);
     return mpz_cmp(QNumber::gmp_tmp[0], QNumber::gmp_tmp[1]) < 0;
+  }
+  if (!a.is_small() && !b.is_small() && is_one(a.big_den()) && is_one(b.big_den())) {
+    // Two big integers: the sign test, then the numerators.
+    const int sa = mpz_sgn(a.big_num());
+    const int sb = mpz_sgn(b.big_num());
+    if (sa < 0 && sb >= 0) return true;
+    if (sa >= 0 && sb <= 0) return false;
+    return mpz_cmp(a.big_num(), b.big_num()) < 0;
   }
   ensure_scratch();
   mpz_srcptr an;
@@ -581,14 +588,10 @@ bool operator<(const QNumber& a, const QNumber& b) {
   return mpz_cmp(QNumber::gmp_tmp[4], QNumber::gmp_tmp[5]) < 0;
 }
 
-bool operator<(const QNumber& a, long b) {
-  return a < QNumber(b);
-}
-
 // ---------------------------------------------------------------------------
 // Integer division
 
-void QNumber::divmod(const QNumber& d, QNumber& q, QNumber& r) const {
+void QNumber::divmod_slow(const QNumber& d, QNumber& q, QNumber& r) const {
   if (is_small() && d.is_small()) {
     if (d.num_.small == 0) division_by_zero();
     // Both operands are read before q or r is written: either may be this or d.
@@ -601,40 +604,42 @@ void QNumber::divmod(const QNumber& d, QNumber& q, QNumber& r) const {
   ensure_scratch();
   mpz_ptr t0 = gmp_tmp[0];
   mpz_ptr t1 = gmp_tmp[1];
-  mpz_ptr t2 = gmp_tmp[2];
-  mpz_ptr t3 = gmp_tmp[3];
+  // A small operand is read into scratch before q or r changes (either may
+  // be this or d); a big one is read in place.
+  mpz_srcptr n = t0;
+  mpz_srcptr m = t1;
   if (is_small()) {
     mpz_set_si(t0, num_.small);
   } else {
-    mpz_set(t0, big_num());
+    n = big_num();
   }
   if (d.is_small()) {
     mpz_set_si(t1, d.num_.small);
   } else {
-    mpz_set(t1, d.big_num());
+    m = d.big_num();
   }
-  mpz_fdiv_qr(t2, t3, t0, t1);
+  if (&q == &r) {
+    // One number for both results: it ends up holding the remainder.
+    mpz_ptr t2 = gmp_tmp[2];
+    mpz_ptr t3 = gmp_tmp[3];
+    mpz_fdiv_qr(t2, t3, n, m);
+    if (q.is_small()) q.make_big();
+    mpz_set(q.big_num(), t3);
+    mpz_set_si(q.big_den(), 1);
+    return;
+  }
   // Growing q and r keeps their values, so an allocation failure here leaves
-  // both numbers as they were.
+  // both numbers as they were. GMP reads the operands before it writes the
+  // results, so q and r may share their integers with this and d.
   if (q.is_small()) q.make_big();
   if (r.is_small()) r.make_big();
-  mpz_set(q.big_num(), t2);
+  mpz_fdiv_qr(q.big_num(), r.big_num(), n, m);
   mpz_set_si(q.big_den(), 1);
-  mpz_set(r.big_num(), t3);
   mpz_set_si(r.big_den(), 1);
 }
 
 // ---------------------------------------------------------------------------
 // Queries and conversions
-
-bool QNumber::is_integer() const noexcept {
-  return is_small() ? den_ == 1 : mpz_cmp_ui(big_den(), 1) == 0;
-}
-
-int QNumber::sign() const noexcept {
-  if (is_small()) return (num_.small > 0) - (num_.small < 0);
-  return mpz_sgn(big_num());
-}
 
 mpq_class QNumber::to_mpq() const {
   mpq_class v;
@@ -689,49 +694,10 @@ std::ostream& operator<<(std::ostream& os, const QNumber& q) {
 }
 
 // ---------------------------------------------------------------------------
-// Two-operand forms: one copy of the left operand, then the compound operator.
-
-QNumber operator+(const QNumber& a, const QNumber& b) {
-  QNumber r(a);
-  r += b;
-  return r;
-}
-
-QNumber operator-(const QNumber& a, const QNumber& b) {
-  QNumber r(a);
-  r -= b;
-  return r;
-}
-
-QNumber operator*(const QNumber& a, const QNumber& b) {
-  QNumber r(a);
-  r *= b;
-  return r;
-}
-
-QNumber operator+(const QNumber& a, long b) {
-  QNumber r(a);
-  r += b;
-  return r;
-}
-
-QNumber operator-(const QNumber& a, long b) {
-  QNumber r(a);
-  r -= b;
-  return r;
-}
-
-QNumber operator/(const QNumber& a, long b) {
-  QNumber r(a);
-  r /= b;
-  return r;
-}
-
-// ---------------------------------------------------------------------------
 
 namespace BVNumber {
 
-void pow2(unsigned long n, QNumber* out) {
+void pow2_general(unsigned long n, QNumber* out) {
   // Assignment keeps a big out big, writing the value into its block.
   if (n <= 61) {
     *out = QNumber(1L << n);
@@ -745,7 +711,9 @@ void pow2(unsigned long n, QNumber* out) {
     *out = QNumber(mpz_get_si(t));
     return;
   }
-  *out = QNumber(mpz_class(t), mpz_class(1));
+  // The number that the two-integer constructor builds from t over 1 (big:
+  // t does not fit an int), written into out without the temporaries.
+  out->take_big_integer(t);
 }
 
 }  // namespace BVNumber

@@ -1,6 +1,7 @@
 #include "kora/terms/simplifiers.h"
 
 #include <array>
+#include <cstdint>
 #include <type_traits>
 
 #include "kora/terms/term_manager.h"
@@ -26,15 +27,24 @@ mpz_class to_signed(const mpz_class& v, std::size_t w) {
 // them are numerals; otherwise the application is rebuilt as it is.
 template <class F>
 const Term* fold_numerals(TermManager* mgr, const Symbol* s, const Args& args, F f) {
-  Values vals;
+  // The operands are read into integers that every fold reuses, which saves
+  // an allocation per operand. Like QNumber's own scratch this makes the
+  // folders single-threaded, as the whole library is; nothing called from f
+  // folds again.
+  static Values vals;
   // Only the unary and binary forms fold: a wider application would
   // silently lose its extra operands.
   if (args.size() > vals.size()) return mgr->make_term(s, args);
   for (std::size_t i = 0; i < args.size(); ++i) {
     const QNumber* q = mgr->find_number(args[i]->get_symbol());
     if (q == nullptr) return mgr->make_term(s, args);
-    vals[i] = q->numerator();
+    if (q->is_small()) {
+      mpz_set_si(vals[i].get_mpz_t(), q->small_num());
+    } else {
+      mpz_set(vals[i].get_mpz_t(), q->big_numerator());
+    }
   }
+  for (std::size_t i = args.size(); i < vals.size(); ++i) mpz_set_ui(vals[i].get_mpz_t(), 0);
   return f(vals);
 }
 
@@ -50,7 +60,8 @@ const Term* fold_same_width(TermManager* mgr, const Symbol* s, const Args& args,
       "fold_same_width needs operations that return mpz_class");
   std::size_t w = s->param(0);
   return fold_numerals(mgr, s, args, [&](const Values& v) {
-    return mgr->make_bv_number(QNumber(mpz_class(f(v[0], v[1], w))), w);
+    const mpz_class r = f(v[0], v[1], w);
+    return mgr->make_bv_gmp(r.get_mpz_t(), w);
   });
 }
 
@@ -60,6 +71,81 @@ const Term* fold_predicate(TermManager* mgr, const Symbol* s, const Args& args, 
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     return f(v[0], v[1], w) ? mgr->true_term() : mgr->false_term();
   });
+}
+
+// --- The word path ---------------------------------------------------------
+// Widths up to 64 bits are folded on machine words: no GMP integer, no
+// QNumber, and the result numeral is found by its word. Wider widths (and
+// values of 2^64 or more) take the GMP path above, which defines the results.
+
+using u64 = std::uint64_t;
+
+namespace word {
+
+constexpr u64 mask(std::size_t w) noexcept {
+  return w >= 64 ? ~u64{0} : (u64{1} << w) - 1;
+}
+
+constexpr bool msb(u64 a, std::size_t w) noexcept {
+  // Bit-vector widths are at least 1, which the analyser cannot know here.
+  // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult)
+  return ((a >> (w - 1)) & 1) != 0;
+}
+
+// The signed value of a w-bit pattern.
+constexpr std::int64_t to_signed(u64 a, std::size_t w) noexcept {
+  return static_cast<std::int64_t>(msb(a, w) ? a | ~mask(w) : a);
+}
+
+constexpr u64 neg(u64 a, std::size_t w) noexcept {
+  return (0 - a) & mask(w);
+}
+
+constexpr u64 udiv(u64 a, u64 b, std::size_t w) noexcept {
+  return b == 0 ? mask(w) : a / b;
+}
+
+constexpr u64 urem(u64 a, u64 b) noexcept {
+  return b == 0 ? a : a % b;
+}
+
+constexpr u64 rotate_left(u64 a, std::size_t amount, std::size_t w) noexcept {
+  const std::size_t k = amount % w;
+  return k == 0 ? a : ((a << k) | (a >> (w - k))) & mask(w);
+}
+
+}  // namespace word
+
+// True when every argument (at most two) is a numeral below 2^64; then v
+// holds their values.
+bool numeral_words(const Args& args, u64 (&v)[2]) noexcept {
+  v[0] = 0;
+  v[1] = 0;
+  if (args.size() > 2) return false;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (!args[i]->get_symbol()->numeral_word(&v[i])) return false;
+  }
+  return true;
+}
+
+// fold_same_width with the word operation g for widths up to 64; g's result
+// is reduced modulo 2^w by make_bv_word.
+template <class G, class F>
+const Term* fold_same_width(TermManager* mgr, const Symbol* s, const Args& args, G g, F f) {
+  const std::size_t w = s->param(0);
+  u64 v[2];
+  if (w <= 64 && numeral_words(args, v)) return mgr->make_bv_word(g(v[0], v[1], w), w);
+  return fold_same_width(mgr, s, args, f);
+}
+
+template <class G, class F>
+const Term* fold_predicate(TermManager* mgr, const Symbol* s, const Args& args, G g, F f) {
+  const std::size_t w = s->param(0);
+  u64 v[2];
+  if (w <= 64 && numeral_words(args, v)) {
+    return g(v[0], v[1], w) ? mgr->true_term() : mgr->false_term();
+  }
+  return fold_predicate(mgr, s, args, f);
 }
 
 mpz_class udiv(const mpz_class& a, const mpz_class& b, std::size_t w) {
@@ -101,159 +187,238 @@ mpz_class rotate_left(const mpz_class& a, std::size_t amount, std::size_t w) {
 }  // namespace
 
 const Term* BVAddSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a + b; });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a + b; },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a + b; });
 }
 
 const Term* BVSubSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a - b; });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a - b; },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a - b; });
 }
 
 const Term* BVNegSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto&, std::size_t w) -> mpz_class { return neg(a, w); });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64, std::size_t w) { return word::neg(a, w); },
+      [](const auto& a, const auto&, std::size_t w) -> mpz_class { return neg(a, w); });
 }
 
 const Term* BVMulSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a * b; });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a * b; },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a * b; });
 }
 
 const Term* BVLslSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, shift_left);
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t w) { return b >= w ? 0 : a << b; }, shift_left);
 }
 
 const Term* BVLsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, shift_right);
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t w) { return b >= w ? 0 : a >> b; }, shift_right);
 }
 
 const Term* BVAsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t w) -> mpz_class {
-    // Floor division of the signed value is exactly the arithmetic shift.
-    mpz_class sa = to_signed(a, w);
-    mpz_class r;
-    mpz_fdiv_q_2exp(r.get_mpz_t(), sa.get_mpz_t(), b >= w ? w : b.get_ui());
-    return r;
-  });
+  return fold_same_width(
+      mgr, s, args,
+      [](u64 a, u64 b, std::size_t w) -> u64 {
+        // A shift by the width or more leaves only copies of the sign bit.
+        if (b >= w) return word::msb(a, w) ? ~u64{0} : 0;
+        return static_cast<u64>(word::to_signed(a, w) >> b);
+      },
+      [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
+        // Floor division of the signed value is exactly the arithmetic shift.
+        mpz_class sa = to_signed(a, w);
+        mpz_class r;
+        mpz_fdiv_q_2exp(r.get_mpz_t(), sa.get_mpz_t(), b >= w ? w : b.get_ui());
+        return r;
+      });
 }
 
 const Term* BVUdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, udiv);
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t w) { return word::udiv(a, b, w); },
+      [](const auto& a, const auto& b, std::size_t w) -> mpz_class { return udiv(a, b, w); });
 }
 
 const Term* BVUremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return urem(a, b); });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return word::urem(a, b); },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return urem(a, b); });
 }
 
 const Term* BVSdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t w) -> mpz_class {
-    bool na = msb(a, w);
-    bool nb = msb(b, w);
-    mpz_class q = udiv(na ? neg(a, w) : a, nb ? neg(b, w) : b, w);
-    return na != nb ? neg(q, w) : q;
-  });
+  return fold_same_width(
+      mgr, s, args,
+      [](u64 a, u64 b, std::size_t w) {
+        const bool na = word::msb(a, w);
+        const bool nb = word::msb(b, w);
+        const u64 q = word::udiv(na ? word::neg(a, w) : a, nb ? word::neg(b, w) : b, w);
+        return na != nb ? word::neg(q, w) : q;
+      },
+      [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
+        bool na = msb(a, w);
+        bool nb = msb(b, w);
+        mpz_class q = udiv(na ? neg(a, w) : a, nb ? neg(b, w) : b, w);
+        return na != nb ? neg(q, w) : q;
+      });
 }
 
 const Term* BVSremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args, [](auto& a, auto& b, std::size_t w) -> mpz_class {
-    // The remainder takes the sign of the dividend.
-    bool na = msb(a, w);
-    mpz_class r = urem(na ? neg(a, w) : a, msb(b, w) ? neg(b, w) : b);
-    return na ? neg(r, w) : r;
-  });
+  // The remainder takes the sign of the dividend.
+  return fold_same_width(
+      mgr, s, args,
+      [](u64 a, u64 b, std::size_t w) {
+        const bool na = word::msb(a, w);
+        const u64 r = word::urem(na ? word::neg(a, w) : a, word::msb(b, w) ? word::neg(b, w) : b);
+        return na ? word::neg(r, w) : r;
+      },
+      [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
+        bool na = msb(a, w);
+        mpz_class r = urem(na ? neg(a, w) : a, msb(b, w) ? neg(b, w) : b);
+        return na ? neg(r, w) : r;
+      });
 }
 
 const Term* BVNotSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   return fold_same_width(
-      mgr, s, args, [](auto& a, auto&, std::size_t w) -> mpz_class { return pow2(w) - 1 - a; });
+      mgr, s, args, [](u64 a, u64, std::size_t w) { return word::mask(w) - a; },
+      [](const auto& a, const auto&, std::size_t w) -> mpz_class { return pow2(w) - 1 - a; });
 }
 
 const Term* BVAndSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a & b; });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a & b; },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a & b; });
 }
 
 const Term* BVOrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a | b; });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a | b; },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a | b; });
 }
 
 const Term* BVXorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(mgr, s, args,
-                         [](auto& a, auto& b, std::size_t) -> mpz_class { return a ^ b; });
+  return fold_same_width(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a ^ b; },
+      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a ^ b; });
 }
 
 const Term* BVUltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) -> bool { return a < b; });
+  return fold_predicate(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a < b; },
+      [](const auto& a, const auto& b, std::size_t) -> bool { return a < b; });
 }
 
 const Term* BVUleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t) -> bool { return a <= b; });
+  return fold_predicate(
+      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a <= b; },
+      [](const auto& a, const auto& b, std::size_t) -> bool { return a <= b; });
 }
 
 const Term* BVSltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t w) {
-    return to_signed(a, w) < to_signed(b, w);
-  });
+  return fold_predicate(
+      mgr, s, args,
+      [](u64 a, u64 b, std::size_t w) { return word::to_signed(a, w) < word::to_signed(b, w); },
+      [](const auto& a, const auto& b, std::size_t w) {
+        return to_signed(a, w) < to_signed(b, w);
+      });
 }
 
 const Term* BVSleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(mgr, s, args, [](auto& a, auto& b, std::size_t w) {
-    return to_signed(a, w) <= to_signed(b, w);
-  });
+  return fold_predicate(
+      mgr, s, args,
+      [](u64 a, u64 b, std::size_t w) { return word::to_signed(a, w) <= word::to_signed(b, w); },
+      [](const auto& a, const auto& b, std::size_t w) {
+        return to_signed(a, w) <= to_signed(b, w);
+      });
 }
 
 const Term* BVCompSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  u64 v[2];
+  if (args.size() == 2 && numeral_words(args, v)) return mgr->make_bv_word(v[0] == v[1] ? 1 : 0, 1);
   return fold_numerals(
       mgr, s, args, [&](const Values& v) { return mgr->make_bv_number(v[0] == v[1] ? 1 : 0, 1); });
 }
 
 const Term* BVConcatSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   std::size_t low = s->param(1);
+  u64 v[2];
+  if (s->param(0) + low <= 64 && numeral_words(args, v)) {
+    return mgr->make_bv_word((v[0] << low) | v[1], s->param(0) + low);
+  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     mpz_class r;
     mpz_mul_2exp(r.get_mpz_t(), v[0].get_mpz_t(), low);
-    return mgr->make_bv_number(QNumber(mpz_class(r + v[1])), s->param(0) + low);
+    r += v[1];
+    return mgr->make_bv_gmp(r.get_mpz_t(), s->param(0) + low);
   });
 }
 
 const Term* BVSelectSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   std::size_t msb_pos = s->param(0);
   std::size_t lsb_pos = s->param(1);
+  u64 v[2];
+  if (numeral_words(args, v)) {
+    // A word argument has no bits at 64 or above.
+    const u64 bits = lsb_pos >= 64 ? 0 : v[0] >> lsb_pos;
+    return mgr->make_bv_word(bits, msb_pos - lsb_pos + 1);
+  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     mpz_class r;
     mpz_fdiv_q_2exp(r.get_mpz_t(), v[0].get_mpz_t(), lsb_pos);
-    return mgr->make_bv_number(QNumber(r), msb_pos - lsb_pos + 1);
+    return mgr->make_bv_gmp(r.get_mpz_t(), msb_pos - lsb_pos + 1);
   });
 }
 
 const Term* BVZextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   std::size_t w = s->param(0) + s->param(1);
+  u64 v[2];
+  if (numeral_words(args, v)) return mgr->make_bv_word(v[0], w);
   return fold_numerals(mgr, s, args,
-                       [&](const Values& v) { return mgr->make_bv_number(QNumber(v[0]), w); });
+                       [&](const Values& v) { return mgr->make_bv_gmp(v[0].get_mpz_t(), w); });
 }
 
 const Term* BVSextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   std::size_t w = s->param(0) + s->param(1);
+  const std::size_t from = s->param(1);
+  u64 v[2];
+  if (numeral_words(args, v)) {
+    // Without its sign bit set the value is its own extension; with it, the
+    // all-ones prefix fits a word only up to 64 bits.
+    if (from > 64 || !word::msb(v[0], from)) return mgr->make_bv_word(v[0], w);
+    if (w <= 64) return mgr->make_bv_word(v[0] | (word::mask(w) & ~word::mask(from)), w);
+  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     // A negative value wraps to the all-ones prefix at the wider width.
-    return mgr->make_bv_number(QNumber(to_signed(v[0], s->param(1))), w);
+    const mpz_class r = to_signed(v[0], s->param(1));
+    return mgr->make_bv_gmp(r.get_mpz_t(), w);
   });
 }
 
 const Term* BVRolSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   std::size_t w = s->param(1);
+  u64 v[2];
+  if (w <= 64 && numeral_words(args, v)) {
+    return mgr->make_bv_word(word::rotate_left(v[0], s->param(0), w), w);
+  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
-    return mgr->make_bv_number(QNumber(rotate_left(v[0], s->param(0), w)), w);
+    const mpz_class r = rotate_left(v[0], s->param(0), w);
+    return mgr->make_bv_gmp(r.get_mpz_t(), w);
   });
 }
 
 const Term* BVRorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   std::size_t w = s->param(1);
+  u64 v[2];
+  if (w <= 64 && numeral_words(args, v)) {
+    return mgr->make_bv_word(word::rotate_left(v[0], w - s->param(0) % w, w), w);
+  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
-    return mgr->make_bv_number(QNumber(rotate_left(v[0], w - s->param(0) % w, w)), w);
+    const mpz_class r = rotate_left(v[0], w - s->param(0) % w, w);
+    return mgr->make_bv_gmp(r.get_mpz_t(), w);
   });
 }
 

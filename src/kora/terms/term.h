@@ -11,6 +11,7 @@
 namespace kora {
 
 class TermManager;
+class Symbol;
 
 // The sort of a term. Types are unique per sort and compared by pointer.
 class DataType {
@@ -44,6 +45,10 @@ class DataType {
   const DataType* index_;
   const DataType* element_;
   std::string name_;
+  // The equality and ite symbols over this sort, once the manager has made
+  // them: asking again costs one load instead of a lookup.
+  mutable const Symbol* equal_symbol_ = nullptr;
+  mutable const Symbol* ite_symbol_ = nullptr;
 };
 
 // Operators (and kinds of constants) that a symbol can stand for.
@@ -118,6 +123,14 @@ class Symbol {
   std::size_t param(std::size_t i) const noexcept { return i < 3 ? params_[i] : 0; }
   // Symbols of terms without arguments: declared constants and values.
   bool is_constant() const noexcept { return op_ < Op::ConstArray; }
+  // For a numeral whose value is below 2^64: true, and *value is that
+  // value. False (and *value untouched) for wider values and every other
+  // symbol. The constant folders' word-sized path reads numerals this way.
+  bool numeral_word(std::uint64_t* value) const noexcept {
+    if (!has_word_) return false;
+    *value = word_;
+    return true;
+  }
 
  private:
   friend class TermManager;
@@ -129,6 +142,8 @@ class Symbol {
   const DataType* output_;
   std::string name_;
   std::size_t params_[3];
+  std::uint64_t word_ = 0;  // see numeral_word
+  bool has_word_ = false;
 };
 
 // An immutable, hash-consed term: a symbol over an ordered list of arguments.

@@ -22,15 +22,43 @@ std::string numeral_text(const QNumber& value, std::size_t width) {
   return "#b" + std::string(width - digits.size(), '0') + digits;
 }
 
+constexpr std::uint64_t word_mask(std::size_t width) noexcept {
+  return width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
+}
+
+// True when the numerator of value mod 2^width is below 2^64; then *out is
+// it. Asks GMP for nothing but the lowest limb.
+bool reduced_word(const QNumber& value, std::size_t width, std::uint64_t* out) {
+  if (value.is_small()) {
+    const std::int64_t n = value.small_num();
+    // A negative number wraps to 2^width - |n|, beyond a word when width
+    // exceeds 64; within a word its two's complement is already right.
+    if (n < 0 && width > 64) return false;
+    *out = static_cast<std::uint64_t>(n) & word_mask(width);
+    return true;
+  }
+  mpz_srcptr n = value.big_numerator();
+  const std::uint64_t low = mpz_getlimbn(n, 0);
+  if (width <= 64) {
+    *out = (mpz_sgn(n) < 0 ? 0 - low : low) & word_mask(width);
+    return true;
+  }
+  if (mpz_sgn(n) < 0 || mpz_sizeinbase(n, 2) > 64) return false;
+  *out = low;
+  return true;
+}
+
 // value mod 2^width, in the canonical form (small whenever it fits a word).
 QNumber reduce(const QNumber& value, std::size_t width) {
-  if (value.is_small() && value.sign() >= 0 &&
-      (width >= 63 || value.small_num() < (std::int64_t{1} << width))) {
-    return value;
-  }
   mpz_class v = value.numerator();
   mpz_fdiv_r_2exp(v.get_mpz_t(), v.get_mpz_t(), width);
   return QNumber(v);
+}
+
+// The canonical QNumber of a word: small up to 2^63 - 1, big above.
+QNumber word_number(std::uint64_t v) {
+  if (v <= static_cast<std::uint64_t>(INT64_MAX)) return QNumber(static_cast<long>(v));
+  return QNumber(mpz_class(static_cast<unsigned long>(v)));
 }
 
 }  // namespace
@@ -52,31 +80,46 @@ std::size_t TermManager::TypeKeyHash::operator()(const TypeKey& k) const noexcep
   return mix(h, std::hash<std::string>{}(k.name));
 }
 
-std::size_t TermManager::NumeralKeyHash::operator()(const NumeralKey& k) const noexcept {
-  // Keys are canonical, so a small value never meets an equal big one.
-  if (k.value.is_small()) return mix(k.width, static_cast<std::size_t>(k.value.small_num()));
-  mpz_class v = k.value.numerator();
+std::size_t TermManager::OpSymbolKeyHash::operator()(const OpSymbolKey& k) const noexcept {
+  std::size_t h = static_cast<std::size_t>(k.op);
+  h = mix(h, reinterpret_cast<std::size_t>(k.type));
+  h = mix(h, k.p0);
+  h = mix(h, k.p1);
+  return mix(h, k.p2);
+}
+
+std::size_t TermManager::WordNumeralKeyHash::operator()(const WordNumeralKey& k) const noexcept {
+  return mix(k.width, k.value);
+}
+
+std::size_t TermManager::NumeralKeyHash::operator()(const NumeralView& k) const noexcept {
+  // Wide values are non-negative: their limbs are the value.
+  mpz_srcptr v = k.value;
   std::size_t h = k.width;
-  for (std::size_t i = 0; i < mpz_size(v.get_mpz_t()); ++i)
-    h = mix(h, mpz_getlimbn(v.get_mpz_t(), i));
+  for (std::size_t i = 0; i < mpz_size(v); ++i) {
+    h = mix(h, mpz_getlimbn(v, static_cast<mp_size_t>(i)));
+  }
   return h;
 }
 
 std::size_t TermManager::TermHash::operator()(const Term* t) const noexcept {
-  return (*this)(std::make_pair(t->get_symbol(), &t->args()));
+  return (*this)(TermKey{t->get_symbol(), t->args().data(), t->arity()});
 }
 
-std::size_t TermManager::TermHash::operator()(
-    const std::pair<const Symbol*, const std::vector<const Term*>*>& k) const noexcept {
-  std::size_t h = reinterpret_cast<std::size_t>(k.first);
-  for (const Term* a : *k.second) h = mix(h, a->id());
+std::size_t TermManager::TermHash::operator()(const TermKey& k) const noexcept {
+  std::size_t h = reinterpret_cast<std::size_t>(k.symbol);
+  for (std::size_t i = 0; i < k.arity; ++i) h = mix(h, k.args[i]->id());
   return h;
 }
 
-bool TermManager::TermEq::operator()(
-    const std::pair<const Symbol*, const std::vector<const Term*>*>& k,
-    const Term* t) const noexcept {
-  return k.first == t->get_symbol() && *k.second == t->args();
+bool TermManager::TermEq::operator()(const TermKey& k, const Term* t) const noexcept {
+  if (k.symbol != t->get_symbol() || k.arity != t->arity()) return false;
+  // A plain loop: terms have a handful of arguments, too few for memcmp.
+  const Term* const* args = t->args().data();
+  for (std::size_t i = 0; i < k.arity; ++i) {
+    if (k.args[i] != args[i]) return false;
+  }
+  return true;
 }
 
 TermManager::TermManager() {
@@ -88,11 +131,48 @@ TermManager::TermManager() {
 TermManager::~TermManager() = default;
 
 const Term* TermManager::make_term(const Symbol* s, const std::vector<const Term*>& args) {
-  auto found = term_index_.find(std::make_pair(s, &args));
-  if (found != term_index_.end()) return *found;
-  const Term* t = &terms_.emplace_back(Term(next_term_id_++, s, args));
-  term_index_.insert(t);
+  return find_or_make(s, args.data(), args.size());
+}
+
+namespace {
+
+// The slot where probing for hash h starts: Fibonacci hashing takes the
+// high bits of the product, which every bit of h reaches.
+std::size_t first_slot(std::size_t h, std::size_t slots) noexcept {
+  return static_cast<std::size_t>((h * 0x9e3779b97f4a7c15ULL) >> 32) & (slots - 1);
+}
+
+}  // namespace
+
+const Term* TermManager::find_or_make(const Symbol* s, const Term* const* args, std::size_t arity) {
+  const TermKey key{s, args, arity};
+  const std::size_t h = TermHash{}(key);
+  // Room for one more term before probing, so that the slot found empty is
+  // still the place to insert.
+  if ((terms_.size() + 1) * 10 > term_slots_.size() * 7) grow_term_index();
+  const std::size_t mask = term_slots_.size() - 1;
+  std::size_t i = first_slot(h, term_slots_.size());
+  while (term_slots_[i].term != nullptr) {
+    if (term_slots_[i].hash == h && TermEq{}(key, term_slots_[i].term)) return term_slots_[i].term;
+    i = (i + 1) & mask;
+  }
+  const Term* t =
+      &terms_.emplace_back(Term(next_term_id_, s, std::vector<const Term*>(args, args + arity)));
+  term_slots_[i] = TermSlot{h, t};
+  ++next_term_id_;
   return t;
+}
+
+void TermManager::grow_term_index() {
+  std::vector<TermSlot> fresh(term_slots_.empty() ? 1024 : 2 * term_slots_.size());
+  const std::size_t mask = fresh.size() - 1;
+  for (const TermSlot& slot : term_slots_) {
+    if (slot.term == nullptr) continue;
+    std::size_t i = first_slot(slot.hash, fresh.size());
+    while (fresh[i].term != nullptr) i = (i + 1) & mask;
+    fresh[i] = slot;
+  }
+  term_slots_.swap(fresh);
 }
 
 const DataType* TermManager::intern_type(DataType::Kind kind, std::size_t width,
@@ -116,10 +196,36 @@ const Symbol* TermManager::intern_symbol(Op op, const DataType* type, std::size_
   return s;
 }
 
+template <class NameFn>
+const Symbol* TermManager::intern_op_symbol(Op op, const DataType* type, std::size_t p0,
+                                            std::size_t p1, std::size_t p2, NameFn name) {
+  const OpSymbolKey key{op, type, p0, p1, p2};
+  const std::size_t h = static_cast<std::size_t>(op) * 0x9e37U ^ p0 * 0x85ebU ^ p1 * 0xc2b3U ^
+                        p2 * 0x27d5U ^ (reinterpret_cast<std::uintptr_t>(type) >> 4);
+  OpSymbolSlot& slot = op_symbol_cache_[h % kOpSymbolSlots];
+  if (slot.symbol != nullptr && slot.key == key) return slot.symbol;
+  auto found = op_symbol_index_.find(key);
+  const Symbol* s = nullptr;
+  if (found != op_symbol_index_.end()) {
+    s = found->second;
+  } else {
+    s = intern_symbol(op, type, p0, p1, p2, name());
+    op_symbol_index_.emplace(key, s);
+  }
+  slot = OpSymbolSlot{key, s};
+  return s;
+}
+
 // --- Types -----------------------------------------------------------------
 
 const DataType* TermManager::bv_type(std::size_t width) {
-  return intern_type(DataType::Kind::BitVec, width, nullptr, nullptr, "");
+  if (width >= kDirectWidths)
+    return intern_type(DataType::Kind::BitVec, width, nullptr, nullptr, "");
+  if (width >= bv_types_.size()) bv_types_.resize(width + 1, nullptr);
+  if (bv_types_[width] == nullptr) {
+    bv_types_[width] = intern_type(DataType::Kind::BitVec, width, nullptr, nullptr, "");
+  }
+  return bv_types_[width];
 }
 
 const DataType* TermManager::array_type(const DataType* index, const DataType* element) {
@@ -150,33 +256,80 @@ const Term* TermManager::make_constant(const std::string& name, const DataType* 
   return make_constant_term(intern_symbol(Op::Constant, type, 0, 0, 0, smtlib_symbol(name)));
 }
 
+// Numerals are found by (width, value) in one of two indexes: values below
+// 2^64 by the word itself, wider ones by a view of the QNumber. Neither
+// lookup copies a number; only a new numeral stores one.
 const Term* TermManager::make_bv_number(const QNumber& value, std::size_t width) {
-  NumeralKey key{width, reduce(value, width)};
-  auto found = numeral_index_.find(key);
-  if (found != numeral_index_.end()) return found->second;
-  // Numeral symbols are unique per (value, width), so they need no interning
-  // of their own: the numeral index already guarantees it.
-  const Symbol* s = &symbols_.emplace_back(
-      Symbol(Op::BVNumber, bv_type(width), numeral_text(key.value, width), width, 0, 0));
-  numerals_.insert(std::make_pair(s, key.value));
-  const Term* t = make_constant_term(s);
-  numeral_index_.emplace(std::move(key), t);
-  return t;
+  std::uint64_t word = 0;
+  if (reduced_word(value, width, &word)) return make_bv_word(word, width);
+  // An integer already in [2^64, 2^width) is its own residue.
+  if (!value.is_small() && value.is_integer() && value.sign() > 0 &&
+      mpz_sizeinbase(value.big_numerator(), 2) <= width) {
+    return make_wide_number(value, width);
+  }
+  const QNumber reduced = reduce(value, width);
+  if (reduced_word(reduced, width, &word)) return make_bv_word(word, width);
+  return make_wide_number(reduced, width);
 }
 
 const Term* TermManager::make_bv_number(int value, std::size_t width) {
   return make_bv_number(QNumber(static_cast<long>(value)), width);
 }
 
+const Term* TermManager::make_bv_word(std::uint64_t value, std::size_t width) {
+  const WordNumeralKey key{width, value & word_mask(width)};
+  auto found = word_numerals_.find(key);
+  if (found != word_numerals_.end()) return found->second;
+  const Term* t = new_numeral(word_number(key.value), width);
+  word_numerals_.emplace(key, t);
+  return t;
+}
+
+const Term* TermManager::make_wide_number(const QNumber& value, std::size_t width) {
+  auto found = numeral_index_.find(NumeralView{width, value.big_numerator()});
+  if (found != numeral_index_.end()) return found->second;
+  const Term* t = new_numeral(value, width);
+  numeral_index_.emplace(NumeralKey{width, value}, t);
+  return t;
+}
+
+const Term* TermManager::make_wide_number(mpz_srcptr value, std::size_t width) {
+  auto found = numeral_index_.find(NumeralView{width, value});
+  if (found != numeral_index_.end()) return found->second;
+  QNumber number{mpz_class(value)};
+  const Term* t = new_numeral(number, width);
+  numeral_index_.emplace(NumeralKey{width, std::move(number)}, t);
+  return t;
+}
+
+const Term* TermManager::make_bv_gmp(mpz_srcptr value, std::size_t width) {
+  mpz_fdiv_r_2exp(residue_.get_mpz_t(), value, width);
+  if (mpz_sizeinbase(residue_.get_mpz_t(), 2) <= 64) {
+    return make_bv_word(mpz_getlimbn(residue_.get_mpz_t(), 0), width);
+  }
+  return make_wide_number(residue_.get_mpz_t(), width);
+}
+
+const Term* TermManager::new_numeral(QNumber value, std::size_t width) {
+  // Numeral symbols are unique per (value, width), so they need no interning
+  // of their own: the numeral indexes already guarantee it.
+  Symbol& s = symbols_.emplace_back(
+      Symbol(Op::BVNumber, bv_type(width), numeral_text(value, width), width, 0, 0));
+  s.has_word_ = reduced_word(value, width, &s.word_);
+  numerals_.insert(std::make_pair(&s, std::move(value)));
+  return make_constant_term(&s);
+}
+
 const Term* TermManager::make_abstract_value(std::size_t index, const DataType* sort) {
-  std::string name = "(as @" + std::to_string(index) + " " + sort->to_string() + ")";
-  return make_constant_term(intern_symbol(Op::AbstractValue, sort, index, 0, 0, std::move(name)));
+  return make_constant_term(intern_op_symbol(Op::AbstractValue, sort, index, 0, 0, [&] {
+    return "(as @" + std::to_string(index) + " " + sort->to_string() + ")";
+  }));
 }
 
 const Term* TermManager::make_const_array(const DataType* array_type, const Term* value) {
-  const Symbol* s = intern_symbol(Op::ConstArray, array_type, 0, 0, 0,
-                                  "(as const " + array_type->to_string() + ")");
-  return make_term(s, {value});
+  const Symbol* s = intern_op_symbol(Op::ConstArray, array_type, 0, 0, 0,
+                                     [&] { return "(as const " + array_type->to_string() + ")"; });
+  return find_or_make(s, &value, 1);
 }
 
 bool TermManager::number_value(const Symbol* s, QNumber* value) const {
@@ -193,49 +346,69 @@ const QNumber* TermManager::find_number(const Symbol* s) const {
 
 // --- Boolean structure ---------------------------------------------------------
 
+// The connective symbols are made once and then read from a field; the
+// equality and ite symbols are kept on their sort.
 const Symbol* TermManager::make_not_symbol() {
-  return intern_symbol(Op::Not, bool_type_, 0, 0, 0, "not");
+  if (not_symbol_ == nullptr) not_symbol_ = intern_symbol(Op::Not, bool_type_, 0, 0, 0, "not");
+  return not_symbol_;
 }
 const Symbol* TermManager::make_and_symbol() {
-  return intern_symbol(Op::And, bool_type_, 0, 0, 0, "and");
+  if (and_symbol_ == nullptr) and_symbol_ = intern_symbol(Op::And, bool_type_, 0, 0, 0, "and");
+  return and_symbol_;
 }
 const Symbol* TermManager::make_or_symbol() {
-  return intern_symbol(Op::Or, bool_type_, 0, 0, 0, "or");
+  if (or_symbol_ == nullptr) or_symbol_ = intern_symbol(Op::Or, bool_type_, 0, 0, 0, "or");
+  return or_symbol_;
 }
 const Symbol* TermManager::make_iff_symbol() {
-  return intern_symbol(Op::Iff, bool_type_, 0, 0, 0, "=");
+  if (iff_symbol_ == nullptr) iff_symbol_ = intern_symbol(Op::Iff, bool_type_, 0, 0, 0, "=");
+  return iff_symbol_;
 }
 const Symbol* TermManager::make_equal_symbol(const DataType* side_type) {
   // The side type is part of the key so that equalities over different sorts
   // stay distinct symbols, as the sort checker expects.
-  return intern_symbol(Op::Equal, bool_type_, reinterpret_cast<std::size_t>(side_type), 0, 0, "=");
+  if (side_type->equal_symbol_ == nullptr) {
+    side_type->equal_symbol_ =
+        intern_symbol(Op::Equal, bool_type_, reinterpret_cast<std::size_t>(side_type), 0, 0, "=");
+  }
+  return side_type->equal_symbol_;
 }
 const Symbol* TermManager::make_ite_symbol(const DataType* branch_type) {
-  return intern_symbol(Op::Ite, branch_type, 0, 0, 0, "ite");
+  if (branch_type->ite_symbol_ == nullptr) {
+    branch_type->ite_symbol_ = intern_symbol(Op::Ite, branch_type, 0, 0, 0, "ite");
+  }
+  return branch_type->ite_symbol_;
 }
 
+// The builders look terms up with their arguments on the stack; only a new
+// term gets its argument vector.
 const Term* TermManager::make_equal(const Term* a, const Term* b) {
-  return make_term(make_equal_symbol(a->type()), {a, b});
+  const Term* args[] = {a, b};
+  return find_or_make(make_equal_symbol(a->type()), args, 2);
 }
 const Term* TermManager::make_iff(const Term* a, const Term* b) {
-  return make_term(make_iff_symbol(), {a, b});
+  const Term* args[] = {a, b};
+  return find_or_make(make_iff_symbol(), args, 2);
 }
 const Term* TermManager::make_not(const Term* a) {
-  return make_term(make_not_symbol(), {a});
+  return find_or_make(make_not_symbol(), &a, 1);
 }
 const Term* TermManager::make_and(const Term* a, const Term* b) {
-  return make_term(make_and_symbol(), {a, b});
+  const Term* args[] = {a, b};
+  return find_or_make(make_and_symbol(), args, 2);
 }
 const Term* TermManager::make_or(const Term* a, const Term* b) {
-  return make_term(make_or_symbol(), {a, b});
+  const Term* args[] = {a, b};
+  return find_or_make(make_or_symbol(), args, 2);
 }
 const Term* TermManager::make_ite(const Term* c, const Term* x, const Term* y) {
-  return make_term(make_ite_symbol(x->type()), {c, x, y});
+  const Term* args[] = {c, x, y};
+  return find_or_make(make_ite_symbol(x->type()), args, 3);
 }
 
 // --- Bit-vector symbols -----------------------------------------------------
 
-const Symbol* TermManager::make_bv_symbol(Op op, std::size_t w) {
+const Symbol* TermManager::make_bv_symbol_slow(Op op, std::size_t w) {
   const DataType* out = bv_type(w);
   switch (op) {
     case Op::BVUlt:
@@ -250,7 +423,13 @@ const Symbol* TermManager::make_bv_symbol(Op op, std::size_t w) {
     default:
       break;
   }
-  return intern_symbol(op, out, w, 0, 0, op_name(op));
+  const Symbol* s = intern_symbol(op, out, w, 0, 0, op_name(op));
+  if (w < kDirectWidths) {
+    const std::size_t slot = w * kOpCount + static_cast<std::size_t>(op);
+    if (slot >= bv_symbols_.size()) bv_symbols_.resize((w + 1) * kOpCount, nullptr);
+    bv_symbols_[slot] = s;
+  }
+  return s;
 }
 
 const Symbol* TermManager::make_bv_add_symbol(std::size_t w) {
@@ -314,36 +493,39 @@ const Symbol* TermManager::make_bv_comp_symbol(std::size_t w) {
   return make_bv_symbol(Op::BVComp, w);
 }
 
+// Indexed symbols are found by their parameters; the name is only printed
+// for a new one.
 const Symbol* TermManager::make_bv_concat_symbol(std::size_t first_width,
                                                  std::size_t second_width) {
-  return intern_symbol(Op::BVConcat, bv_type(first_width + second_width), first_width, second_width,
-                       0, "concat");
+  return intern_op_symbol(Op::BVConcat, bv_type(first_width + second_width), first_width,
+                          second_width, 0, [] { return std::string("concat"); });
 }
 
 const Symbol* TermManager::make_bv_extract_symbol(std::size_t msb, std::size_t lsb,
                                                   std::size_t width) {
-  return intern_symbol(Op::BVExtract, bv_type(msb - lsb + 1), msb, lsb, width,
-                       "(_ extract " + std::to_string(msb) + " " + std::to_string(lsb) + ")");
+  return intern_op_symbol(Op::BVExtract, bv_type(msb - lsb + 1), msb, lsb, width, [&] {
+    return "(_ extract " + std::to_string(msb) + " " + std::to_string(lsb) + ")";
+  });
 }
 
 const Symbol* TermManager::make_bv_zero_extend_symbol(std::size_t amount, std::size_t width) {
-  return intern_symbol(Op::BVZeroExtend, bv_type(width + amount), amount, width, 0,
-                       "(_ zero_extend " + std::to_string(amount) + ")");
+  return intern_op_symbol(Op::BVZeroExtend, bv_type(width + amount), amount, width, 0,
+                          [&] { return "(_ zero_extend " + std::to_string(amount) + ")"; });
 }
 
 const Symbol* TermManager::make_bv_sign_extend_symbol(std::size_t amount, std::size_t width) {
-  return intern_symbol(Op::BVSignExtend, bv_type(width + amount), amount, width, 0,
-                       "(_ sign_extend " + std::to_string(amount) + ")");
+  return intern_op_symbol(Op::BVSignExtend, bv_type(width + amount), amount, width, 0,
+                          [&] { return "(_ sign_extend " + std::to_string(amount) + ")"; });
 }
 
 const Symbol* TermManager::make_bv_rotate_left_symbol(std::size_t amount, std::size_t width) {
-  return intern_symbol(Op::BVRotateLeft, bv_type(width), amount, width, 0,
-                       "(_ rotate_left " + std::to_string(amount) + ")");
+  return intern_op_symbol(Op::BVRotateLeft, bv_type(width), amount, width, 0,
+                          [&] { return "(_ rotate_left " + std::to_string(amount) + ")"; });
 }
 
 const Symbol* TermManager::make_bv_rotate_right_symbol(std::size_t amount, std::size_t width) {
-  return intern_symbol(Op::BVRotateRight, bv_type(width), amount, width, 0,
-                       "(_ rotate_right " + std::to_string(amount) + ")");
+  return intern_op_symbol(Op::BVRotateRight, bv_type(width), amount, width, 0,
+                          [&] { return "(_ rotate_right " + std::to_string(amount) + ")"; });
 }
 
 // --- Symbol queries ------------------------------------------------------------

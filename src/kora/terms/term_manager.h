@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -65,6 +67,13 @@ class TermManager {
   const Term* make_bv_number(const QNumber& value, std::size_t width);
   // The same for a machine integer, sign-extended first.
   const Term* make_bv_number(int value, std::size_t width);
+  // The numeral of value mod 2^width for a value given as a machine word:
+  // the same term as make_bv_number of that value, found without building a
+  // QNumber.
+  const Term* make_bv_word(std::uint64_t value, std::size_t width);
+  // The same for a GMP integer: the folders' results on wide vectors, found
+  // without building a QNumber unless the numeral is new.
+  const Term* make_bv_gmp(mpz_srcptr value, std::size_t width);
   // The abstract value (as @index sort) of a declared sort.
   const Term* make_abstract_value(std::size_t index, const DataType* sort);
   // The constant array of type array_type whose every element is value.
@@ -117,7 +126,11 @@ class TermManager {
   const Symbol* make_bv_sle_symbol(std::size_t w);
   const Symbol* make_bv_comp_symbol(std::size_t w);
   // A symbol of any of the operators above by its Op (w = argument width).
-  const Symbol* make_bv_symbol(Op op, std::size_t w);
+  const Symbol* make_bv_symbol(Op op, std::size_t w) {
+    const std::size_t slot = w * kOpCount + static_cast<std::size_t>(op);
+    if (slot < bv_symbols_.size() && bv_symbols_[slot] != nullptr) return bv_symbols_[slot];
+    return make_bv_symbol_slow(op, w);
+  }
 
   // Concatenation of a high part of first_width bits and a low part of
   // second_width bits.
@@ -168,30 +181,71 @@ class TermManager {
   struct TypeKeyHash {
     std::size_t operator()(const TypeKey& k) const noexcept;
   };
+  // Operator symbols are determined by operator, sort and parameters: their
+  // names follow from those, so looking one up needs no string.
+  struct OpSymbolKey {
+    Op op;
+    const DataType* type;
+    std::size_t p0, p1, p2;
+    bool operator==(const OpSymbolKey&) const = default;
+  };
+  struct OpSymbolKeyHash {
+    std::size_t operator()(const OpSymbolKey& k) const noexcept;
+  };
+  // Numerals below 2^64, by width and value.
+  struct WordNumeralKey {
+    std::size_t width;
+    std::uint64_t value;
+    bool operator==(const WordNumeralKey&) const = default;
+  };
+  struct WordNumeralKeyHash {
+    std::size_t operator()(const WordNumeralKey& k) const noexcept;
+  };
+  // Wider numerals (values of 2^64 and more, always big QNumbers), looked up
+  // through a view of the value so that asking copies nothing.
   struct NumeralKey {
     std::size_t width;
     QNumber value;
-    bool operator==(const NumeralKey& o) const { return width == o.width && value == o.value; }
+  };
+  struct NumeralView {
+    std::size_t width;
+    mpz_srcptr value;  // the integer, already reduced
   };
   struct NumeralKeyHash {
-    std::size_t operator()(const NumeralKey& k) const noexcept;
+    using is_transparent = void;
+    std::size_t operator()(const NumeralKey& k) const noexcept {
+      return (*this)({k.width, k.value.big_numerator()});
+    }
+    std::size_t operator()(const NumeralView& k) const noexcept;
+  };
+  struct NumeralKeyEq {
+    using is_transparent = void;
+    bool operator()(const NumeralKey& a, const NumeralKey& b) const noexcept {
+      return a.width == b.width && a.value == b.value;
+    }
+    bool operator()(const NumeralView& a, const NumeralKey& b) const noexcept {
+      return a.width == b.width && mpz_cmp(a.value, b.value.big_numerator()) == 0;
+    }
+    bool operator()(const NumeralKey& a, const NumeralView& b) const noexcept {
+      return (*this)(b, a);
+    }
+  };
+  // A term asked for by symbol and a run of arguments, without a vector.
+  struct TermKey {
+    const Symbol* symbol;
+    const Term* const* args;
+    std::size_t arity;
   };
   struct TermHash {
     using is_transparent = void;
     std::size_t operator()(const Term* t) const noexcept;
-    std::size_t operator()(
-        const std::pair<const Symbol*, const std::vector<const Term*>*>& k) const noexcept;
+    std::size_t operator()(const TermKey& k) const noexcept;
   };
   struct TermEq {
     using is_transparent = void;
     bool operator()(const Term* a, const Term* b) const noexcept { return a == b; }
-    bool operator()(const std::pair<const Symbol*, const std::vector<const Term*>*>& k,
-                    const Term* t) const noexcept;
-    bool operator()(
-        const Term* t,
-        const std::pair<const Symbol*, const std::vector<const Term*>*>& k) const noexcept {
-      return (*this)(k, t);
-    }
+    bool operator()(const TermKey& k, const Term* t) const noexcept;
+    bool operator()(const Term* t, const TermKey& k) const noexcept { return (*this)(k, t); }
   };
   using NumeralTable =
       hsh::Hashtable<std::pair<const Symbol*, QNumber>, hsh::GetKey_pair<const Symbol*, QNumber>,
@@ -201,7 +255,23 @@ class TermManager {
                               const DataType* element, const std::string& name);
   const Symbol* intern_symbol(Op op, const DataType* type, std::size_t p0, std::size_t p1,
                               std::size_t p2, std::string name);
-  const Term* make_constant_term(const Symbol* s) { return make_term(s, {}); }
+  // intern_symbol for an operator symbol, whose name (made by name() only
+  // when the symbol is new) follows from the other fields.
+  template <class NameFn>
+  const Symbol* intern_op_symbol(Op op, const DataType* type, std::size_t p0, std::size_t p1,
+                                 std::size_t p2, NameFn name);
+  // The hash-consed term s(args[0..arity)); a vector is built only for a new
+  // term.
+  const Term* find_or_make(const Symbol* s, const Term* const* args, std::size_t arity);
+  // make_bv_symbol past its cache: interns the symbol and caches it.
+  const Symbol* make_bv_symbol_slow(Op op, std::size_t w);
+  const Term* make_constant_term(const Symbol* s) { return find_or_make(s, nullptr, 0); }
+  // The numeral term of a value already reduced to [0, 2^width) that is at
+  // least 2^64.
+  const Term* make_wide_number(const QNumber& value, std::size_t width);
+  const Term* make_wide_number(mpz_srcptr value, std::size_t width);
+  // Creates the numeral term of a reduced value (none exists yet).
+  const Term* new_numeral(QNumber value, std::size_t width);
   bool query_params(const Symbol* s, Op op, std::size_t* a, std::size_t* b = nullptr,
                     std::size_t* c = nullptr) const;
 
@@ -210,10 +280,43 @@ class TermManager {
   std::deque<Term> terms_;
   std::unordered_map<TypeKey, const DataType*, TypeKeyHash> type_index_;
   std::unordered_map<SymbolKey, const Symbol*, SymbolKeyHash> symbol_index_;
-  std::unordered_map<NumeralKey, const Term*, NumeralKeyHash> numeral_index_;
-  std::unordered_set<const Term*, TermHash, TermEq> term_index_;
+  std::unordered_map<OpSymbolKey, const Symbol*, OpSymbolKeyHash> op_symbol_index_;
+  // A direct-mapped cache in front of op_symbol_index_: the indexed symbols
+  // that the calculators ask for repeat, and a hit costs one compare.
+  struct OpSymbolSlot {
+    OpSymbolKey key{};
+    const Symbol* symbol = nullptr;
+  };
+  static constexpr std::size_t kOpSymbolSlots = 256;
+  std::array<OpSymbolSlot, kOpSymbolSlots> op_symbol_cache_{};
+  std::unordered_map<WordNumeralKey, const Term*, WordNumeralKeyHash> word_numerals_;
+  std::unordered_map<NumeralKey, const Term*, NumeralKeyHash, NumeralKeyEq> numeral_index_;
+  // The hash-consing index: open addressing with linear probing over a
+  // power-of-two array of (hash, term) slots, at most 70% full. No node per
+  // term, so building and tearing down a large manager allocates and frees
+  // nothing per term, and a lookup compares stored hashes before it touches
+  // a term.
+  struct TermSlot {
+    std::size_t hash = 0;
+    const Term* term = nullptr;
+  };
+  std::vector<TermSlot> term_slots_;
+  // Doubles term_slots_ (or makes the first 1024 slots) and reinserts.
+  void grow_term_index();
   NumeralTable numerals_;
   std::uint64_t next_term_id_ = 1;
+  mpz_class residue_;  // make_bv_gmp's scratch: value mod 2^width
+
+  // Direct caches in front of the indexes for what the calculators and
+  // folders ask for on every call: bit-vector types and operator symbols by
+  // width (below kDirectWidths), and the connectives.
+  static constexpr std::size_t kDirectWidths = 1024;
+  std::vector<const DataType*> bv_types_;
+  std::vector<const Symbol*> bv_symbols_;  // [w * kOpCount + op]
+  const Symbol* not_symbol_ = nullptr;
+  const Symbol* and_symbol_ = nullptr;
+  const Symbol* or_symbol_ = nullptr;
+  const Symbol* iff_symbol_ = nullptr;
 
   const DataType* bool_type_ = nullptr;
   const Term* true_term_ = nullptr;
