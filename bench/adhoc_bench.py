@@ -1,0 +1,217 @@
+#!/usr/bin/env python3
+"""Throughput and peak memory of kora-adhoc on a generated script.
+
+Writes a script of N commands (10^6 by default) into the build directory,
+runs kora-adhoc on it a few times under /usr/bin/time -v, and writes a JSON
+summary: commands per second of the fastest run and the peak resident set
+size. The script is regenerated from a fixed seed, so every run and every
+machine sees the same commands; it is never committed.
+
+The commands mimic a model builder's traffic: blocks that declare fresh
+constants, give some of them values, mark others free, and ask a calculator
+(or, for one block in twenty, the complete inverter) for values, over all 32
+operators and widths 8 to 256, with a get-value now and then and a
+check-model at the end. Every command is well formed, so the exit status must
+be 0; a calculator's refusal is an ordinary response.
+
+Python 3 standard library only.
+"""
+
+import argparse
+import json
+import os
+import random
+import re
+import resource
+import shutil
+import subprocess
+import sys
+import time
+
+WIDTHS = [8, 16, 32, 64, 128, 256]
+
+# Operators over (x free, y valued), both of width w; the value is of the
+# result sort ("bv", "bool" or "bit").
+FREE_VALUED = [
+    ("bvadd", "bv"), ("bvsub", "bv"), ("bvxor", "bv"), ("bvmul", "bv"),
+    ("bvult", "bool"), ("bvule", "bool"), ("bvslt", "bool"), ("bvsle", "bool"),
+    ("bvcomp", "bit"), ("=", "bool"), ("bvurem", "bv"), ("bvsrem", "bv"),
+]
+# Operators over two free arguments.
+FREE_FREE = ["bvshl", "bvlshr", "bvashr", "bvudiv", "bvsdiv", "bvand", "bvor", "concat"]
+UNARY = ["bvneg", "bvnot", "extract", "rotate_left", "rotate_right", "zero_extend", "sign_extend"]
+BOOLEAN = ["and", "or", "=", "not", "ite"]
+
+
+def literal(rng, width, value=None):
+    if value is None:
+        value = rng.getrandbits(width)
+    if width % 4 == 0:
+        return "#x" + format(value, "0%dx" % (width // 4))
+    return "#b" + format(value, "0%db" % width)
+
+
+def sort(width):
+    return "(_ BitVec %d)" % width
+
+
+def block(rng, k):
+    """One block of commands around block number k."""
+    x, y, z = "x%d" % k, "y%d" % k, "z%d" % k
+    kind = rng.random()
+    w = rng.choice(WIDTHS)
+    if kind < 0.40:
+        op, result = rng.choice(FREE_VALUED)
+        yv = rng.getrandbits(w) | (1 if op == "bvmul" else 0)
+        if result == "bv":
+            v = literal(rng, w)
+        elif result == "bit":
+            v = literal(rng, 1, rng.getrandbits(1))
+        else:
+            v = rng.choice(["true", "false"])
+        verb = "invert" if rng.random() < 0.05 else "calculate"
+        return [
+            "(declare-const %s %s)" % (x, sort(w)),
+            "(declare-const %s %s)" % (y, sort(w)),
+            "(set-model-value %s %s)" % (y, literal(rng, w, yv)),
+            "(set-free %s)" % x,
+            "(%s (%s %s %s) %s)" % (verb, op, x, y, v),
+        ]
+    if kind < 0.65:
+        op = rng.choice(FREE_FREE)
+        v = literal(rng, 2 * w if op == "concat" else w)
+        return [
+            "(declare-const %s %s)" % (x, sort(w)),
+            "(declare-const %s %s)" % (z, sort(w)),
+            "(set-free %s)" % x,
+            "(set-free %s)" % z,
+            "(calculate (%s %s %s) %s)" % (op, x, z, v),
+        ]
+    if kind < 0.85:
+        op = rng.choice(UNARY)
+        if op == "extract":
+            hi = rng.randrange(w)
+            lo = rng.randrange(hi + 1)
+            term, rw = "((_ extract %d %d) %s)" % (hi, lo, x), hi - lo + 1
+        elif op in ("rotate_left", "rotate_right"):
+            term, rw = "((_ %s %d) %s)" % (op, rng.randrange(2 * w), x), w
+        elif op in ("zero_extend", "sign_extend"):
+            term, rw = "((_ %s 8) %s)" % (op, x), w + 8
+        else:
+            term, rw = "(%s %s)" % (op, x), w
+        return [
+            "(declare-const %s %s)" % (x, sort(w)),
+            "(set-free %s)" % x,
+            "(calculate %s %s)" % (term, literal(rng, rw)),
+            "(get-value (%s))" % x,
+        ]
+    op = rng.choice(BOOLEAN)
+    v = rng.choice(["true", "false"])
+    if op == "not":
+        return [
+            "(declare-const %s Bool)" % x,
+            "(set-free %s)" % x,
+            "(calculate (not %s) %s)" % (x, v),
+        ]
+    if op == "ite":
+        return [
+            "(declare-const %s Bool)" % x,
+            "(declare-const %s %s)" % (y, sort(w)),
+            "(declare-const %s %s)" % (z, sort(w)),
+            "(set-free %s)" % x,
+            "(set-free %s)" % z,
+            "(calculate (ite %s %s %s) %s)" % (x, y, z, literal(rng, w)),
+        ]
+    return [
+        "(declare-const %s Bool)" % x,
+        "(declare-const %s Bool)" % y,
+        "(set-free %s)" % x,
+        "(set-free %s)" % y,
+        "(calculate (%s %s %s) %s)" % (op, x, y, v),
+    ]
+
+
+def generate(path, count, seed):
+    rng = random.Random(seed)
+    written = 0
+    k = 0
+    with open(path, "w") as out:
+        out.write("; generated by bench/adhoc_bench.py: %d commands, seed %d\n" % (count, seed))
+        while written < count - 1:
+            lines = block(rng, k)
+            k += 1
+            lines = lines[: count - 1 - written]
+            out.write("\n".join(lines))
+            out.write("\n")
+            written += len(lines)
+        out.write("(check-model)\n")
+        written += 1
+    return written
+
+
+def run_once(binary, script, time_tool):
+    report = script + ".time"
+    command = [binary, script]
+    if time_tool:
+        command = [time_tool, "-v", "-o", report] + command
+    start = time.perf_counter()
+    with open(os.devnull, "w") as sink:
+        status = subprocess.run(command, stdout=sink, stderr=subprocess.PIPE, check=False)
+    seconds = time.perf_counter() - start
+    rss_kb = None
+    if time_tool and os.path.exists(report):
+        with open(report) as f:
+            m = re.search(r"Maximum resident set size \(kbytes\): (\d+)", f.read())
+            if m:
+                rss_kb = int(m.group(1))
+    if rss_kb is None:
+        rss_kb = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+    return status.returncode, seconds, rss_kb, status.stderr.decode(errors="replace")
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--kora-adhoc", required=True, help="the kora-adhoc executable")
+    parser.add_argument("--out", required=True, help="JSON summary to write")
+    parser.add_argument("--commands", type=int, default=1000000)
+    parser.add_argument("--runs", type=int, default=3)
+    parser.add_argument("--seed", type=int, default=20240601)
+    parser.add_argument("--script", help="where to write the script (default: beside --out)")
+    args = parser.parse_args()
+
+    script = args.script or os.path.join(os.path.dirname(os.path.abspath(args.out)),
+                                         "adhoc_bench.smt2")
+    written = generate(script, args.commands, args.seed)
+    time_tool = "/usr/bin/time" if os.access("/usr/bin/time", os.X_OK) else shutil.which("time")
+    if not time_tool:
+        print("adhoc_bench: /usr/bin/time not found (Debian package `time`); peak memory "
+              "comes from getrusage instead", file=sys.stderr)
+
+    runs = []
+    for _ in range(args.runs):
+        status, seconds, rss_kb, err = run_once(args.kora_adhoc, script, time_tool)
+        if status != 0:
+            print("adhoc_bench: kora-adhoc exited with %d:\n%s" % (status, err[-2000:]),
+                  file=sys.stderr)
+            return 1
+        runs.append({"seconds": seconds, "max_rss_kb": rss_kb})
+    best = min(r["seconds"] for r in runs)
+    summary = {
+        "script": script,
+        "commands": written,
+        "runs": runs,
+        "best_seconds": best,
+        "commands_per_second": written / best,
+        "max_rss_kb": max(r["max_rss_kb"] for r in runs),
+        "measured_with": time_tool or "getrusage",
+    }
+    with open(args.out, "w") as f:
+        json.dump(summary, f, indent=2)
+    print("kora-adhoc: %d commands in %.2f s (best of %d): %.0f commands/s, peak RSS %.1f MiB"
+          % (written, best, len(runs), summary["commands_per_second"],
+             summary["max_rss_kb"] / 1024.0))
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
