@@ -2,7 +2,7 @@
 PRESET ?= dev
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build test run asan release bench format docs clean
+.PHONY: all deps configure build test run asan release bench format docs lint fuzz valgrind clean
 
 all: build
 
@@ -30,6 +30,37 @@ release:
 
 docs: configure
 	cmake --build --preset $(PRESET) --target docs
+
+# Benchmarks (bench/RESULTS.md): kora-bench's JSON and kora-adhoc's throughput
+# on a generated script go to build/release/bench/, then a table of ratios is
+# printed (and kept as summary.md). KORA_WITH_BENCH=1 also installs the
+# optional comparison libraries (FLINT, abseil) and GNU time.
+BENCH_DIR = build/release/bench
+BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_min_time=0.2
+bench: deps
+	cmake --preset release
+	cmake --build --preset release --target kora-bench kora-adhoc -j $(JOBS)
+	./$(BENCH_DIR)/kora-bench --benchmark_out=$(BENCH_DIR)/results.json \
+	  --benchmark_out_format=json $(BENCH_ARGS)
+	python3 bench/adhoc_bench.py --kora-adhoc build/release/tools/kora-adhoc \
+	  --out $(BENCH_DIR)/adhoc.json
+	python3 bench/summarize.py $(BENCH_DIR)/results.json $(BENCH_DIR)/adhoc.json \
+	  --markdown $(BENCH_DIR)/summary.md
+
+# clang-tidy and cppcheck over src/ and tools/ (scripts/lint.sh).
+lint: configure
+	@KORA_WITH_LINT=1 bash scripts/install-deps.sh
+	KORA_LINT_BUILD=build/$(PRESET) bash scripts/lint.sh
+
+# The libFuzzer targets, KORA_FUZZ_SECONDS (default 60) each (fuzz/run.sh).
+fuzz: deps
+	@KORA_WITH_FUZZ=1 bash scripts/install-deps.sh
+	bash fuzz/run.sh
+
+# kora-adhoc under valgrind over every end-to-end script.
+valgrind: build
+	@KORA_WITH_VALGRIND=1 bash scripts/install-deps.sh
+	bash scripts/valgrind-scripts.sh build/$(PRESET)/tools/kora-adhoc
 
 format:
 	find src tools tests bench examples -name '*.h' -o -name '*.cpp' | xargs clang-format -i

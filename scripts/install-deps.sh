@@ -8,6 +8,9 @@ packages=(cmake ninja-build g++ make pkg-config libgmp-dev libgtest-dev libbench
 [ "${KORA_WITH_LINT:-0}" = 1 ] && packages+=(clang-format clang-tidy cppcheck)
 [ "${KORA_WITH_VALGRIND:-0}" = 1 ] && packages+=(valgrind)
 [ "${KORA_WITH_FUZZ:-0}" = 1 ] && packages+=(clang libclang-rt-dev)
+# Optional comparisons of `make bench` (FLINT's fmpq, absl::flat_hash_map) and
+# GNU time for kora-adhoc's peak memory; the benchmarks build without them.
+[ "${KORA_WITH_BENCH:-0}" = 1 ] && packages+=(libflint-dev libabsl-dev time)
 
 missing=()
 for p in "${packages[@]}"; do

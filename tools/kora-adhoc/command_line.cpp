@@ -163,7 +163,7 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
   }
 
   Session session(out, err, std::move(options));
-  for (Input& input : inputs) {
+  for (const Input& input : inputs) {
     if (session.exited()) break;
     session.process(input.file ? *input.file : in, input.name);
   }

@@ -205,7 +205,7 @@ std::string Elaborator::new_name(const Node& n, const char* what) const {
 
 void Elaborator::declare_constant(const Node& name_node, const Node& sort_node) {
   std::string name = new_name(name_node, "constant");
-  if (constants_.count(name) != 0) {
+  if (constants_.contains(name)) {
     throw InputError(name_node.pos, "constant " + quote(name_node) + " is already declared");
   }
   const DataType* type = sort(sort_node);
@@ -218,7 +218,7 @@ void Elaborator::declare_sort(const Node& name_node) {
     throw InputError(name_node.pos,
                      "cannot declare " + quote(name_node) + ": it is a built-in sort");
   }
-  if (sorts_.count(name) != 0) {
+  if (sorts_.contains(name)) {
     throw InputError(name_node.pos, "sort " + quote(name_node) + " is already declared");
   }
   sorts_.emplace(name, mgr_->sort_type(name));
@@ -338,11 +338,16 @@ const Term* Elaborator::indexed_literal(const Node& n) {
       throw InputError(n.pos, "a bit-vector literal is written (_ bvN W), got " + quote(n));
     }
     std::size_t w = width(*c[2]);
+    auto too_large = [&] {
+      return InputError(id.pos, "the value of " + quote(n) + " does not fit in " +
+                                    plural(w, "bit") + ": it must be below 2^" + std::to_string(w));
+    };
+    // A value below 2^w has at most w/3 + 1 decimal digits (log10 2 < 1/3):
+    // longer numerals are refused unread, so that millions of digits cost no
+    // more than the lexer's pass over them.
+    if (digits.size() > w / 3 + 1) throw too_large();
     mpz_class value(digits, 10);
-    if (value != 0 && mpz_sizeinbase(value.get_mpz_t(), 2) > w) {
-      throw InputError(id.pos, "the value of " + quote(n) + " does not fit in " + plural(w, "bit") +
-                                   ": it must be below 2^" + std::to_string(w));
-    }
+    if (value != 0 && mpz_sizeinbase(value.get_mpz_t(), 2) > w) throw too_large();
     return mgr_->make_bv_number(QNumber(value), w);
   }
   if (id.is_reserved("BitVec")) throw InputError(n.pos, quote(n) + " is a sort, not a term");
@@ -389,7 +394,7 @@ Elaborator::Head Elaborator::head(const Node& app) {
   if (h.is_symbol()) {
     head.info = find_op(kOps, h.text);
     if (head.info != nullptr) return head;
-    if (constants_.count(h.text) != 0 || h.text == "true" || h.text == "false") {
+    if (constants_.contains(h.text) || h.text == "true" || h.text == "false") {
       throw InputError(h.pos, quote(h) + " is a constant, not an operator");
     }
     if (find_op(kIndexedOps, h.text) != nullptr) {

@@ -28,7 +28,7 @@ class Elaborator {
   const DataType* sort(const Node& n) { return sort(n, 0); }
   // Walks the term with an explicit stack, so the depth of the input costs
   // heap, not call stack.
-  const Term* term(const Node& n);
+  const Term* term(const Node& root);
 
   void declare_constant(const Node& name, const Node& sort);
   void declare_sort(const Node& name);

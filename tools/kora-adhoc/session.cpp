@@ -41,15 +41,6 @@ std::string error_response(const std::string& message) {
   return "(error \"" + escape(message) + "\")";
 }
 
-std::string list(const std::vector<const Term*>& terms, std::size_t from = 0) {
-  std::string out = "(";
-  for (std::size_t i = from; i < terms.size(); ++i) {
-    if (i > from) out += ' ';
-    out += terms[i]->to_shallow_str();
-  }
-  return out + ")";
-}
-
 std::string quote(const Node& n) {
   return "'" + describe(n) + "'";
 }
@@ -100,6 +91,26 @@ class Session::Impl {
 
   void respond(const std::string& line) {
     out_ << line << '\n';
+    responded_ = true;
+  }
+  // Lists of terms are written piece by piece: one response can hold
+  // thousands of values of 2^20 bits each, and building it in one string
+  // first would keep them all in memory at once, gigabytes for a few
+  // kilobytes of input.
+  //   (T1 T2 ...)
+  void respond_list(const std::vector<const Term*>& terms, std::size_t from = 0) {
+    out_ << '(';
+    for (std::size_t i = from; i < terms.size(); ++i) out_ << (i > from ? " " : "") << *terms[i];
+    out_ << ")\n";
+    responded_ = true;
+  }
+  //   ((T1 V1) (T2 V2) ...)
+  void respond_pairs(const std::vector<std::pair<const Term*, const Term*>>& pairs) {
+    out_ << '(';
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+      out_ << (i > 0 ? " (" : "(") << *pairs[i].first << ' ' << *pairs[i].second << ')';
+    }
+    out_ << ")\n";
     responded_ = true;
   }
 
@@ -207,7 +218,7 @@ void Session::Impl::command(const Node& cmd) {
     get_value(cmd);
   } else if (name == "get-constraints") {
     expect_args(cmd, 0, "(get-constraints)");
-    respond(list(s.store.constraints()));
+    respond_list(s.store.constraints());
   } else if (name == "get-adhoc-values") {
     expect_args(cmd, 0, "(get-adhoc-values)");
     get_adhoc_values();
@@ -273,25 +284,34 @@ void Session::Impl::calculate(const Node& cmd, bool invert) {
   }
   const std::vector<const Term*>& constraints = s.store.constraints();
   if (constraints.size() > before) s.requests.emplace_back(t, v);
-  respond(list(constraints, before));
+  respond_list(constraints, before);
 }
 
 void Session::Impl::check_model() {
   State& s = *state_;
-  std::string violations;
+  struct Violation {
+    const Term* t;
+    const Term* v;
+    const Term* got;
+  };
+  std::vector<Violation> violations;
   for (const auto& [t, v] : s.requests) {
     const Term* got = s.store.get_normalized(t);
     // v may be any term of t's sort, so it is compared by its value too.
     if (got == s.store.get_normalized(v)) continue;
-    if (!violations.empty()) violations += ' ';
-    violations +=
-        "(" + t->to_shallow_str() + " " + v->to_shallow_str() + " " + got->to_shallow_str() + ")";
+    violations.push_back({t, v, got});
   }
   if (violations.empty()) {
     respond("(model-ok " + std::to_string(s.requests.size()) + ")");
-  } else {
-    respond("(model-violations (" + violations + "))");
+    return;
   }
+  out_ << "(model-violations (";
+  for (std::size_t i = 0; i < violations.size(); ++i) {
+    const Violation& x = violations[i];
+    out_ << (i > 0 ? " (" : "(") << *x.t << ' ' << *x.v << ' ' << *x.got << ')';
+  }
+  out_ << "))\n";
+  responded_ = true;
 }
 
 void Session::Impl::get_value(const Node& cmd) {
@@ -305,17 +325,14 @@ void Session::Impl::get_value(const Node& cmd) {
   // Every term is checked before anything is printed.
   std::vector<const Term*> ts;
   for (const Node* n : terms.children) ts.push_back(s.elab.term(*n));
-  std::string out = "(";
-  for (std::size_t i = 0; i < ts.size(); ++i) {
-    if (i > 0) out += ' ';
-    out +=
-        "(" + ts[i]->to_shallow_str() + " " + s.store.get_normalized(ts[i])->to_shallow_str() + ")";
-  }
-  respond(out + ")");
+  std::vector<std::pair<const Term*, const Term*>> values;
+  values.reserve(ts.size());
+  for (const Term* t : ts) values.emplace_back(t, s.store.get_normalized(t));
+  respond_pairs(values);
 }
 
 void Session::Impl::get_adhoc_values() {
-  State& s = *state_;
+  const State& s = *state_;
   std::vector<std::pair<const Term*, const Term*>> entries;
   for (const auto& entry : s.store.adhoc_values) {
     if (entry.second != nullptr) entries.push_back(entry);
@@ -324,13 +341,7 @@ void Session::Impl::get_adhoc_values() {
   // order that a script can rely on.
   std::sort(entries.begin(), entries.end(),
             [](const auto& a, const auto& b) { return a.first->id() < b.first->id(); });
-  std::string out = "(";
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    if (i > 0) out += ' ';
-    out +=
-        "(" + entries[i].first->to_shallow_str() + " " + entries[i].second->to_shallow_str() + ")";
-  }
-  respond(out + ")");
+  respond_pairs(entries);
 }
 
 void Session::Impl::set_option(const Node& cmd) {

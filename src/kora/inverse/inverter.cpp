@@ -246,9 +246,8 @@ std::optional<mpz_class> candidate(const Operator& f, std::size_t pos, const Val
     case Op::Not:
       return boolean(!truth(v));
     // x and c = v: c or not v; x = v
-    case Op::And:
-      return v;
     // x or c = v: v or not c; x = v
+    case Op::And:
     case Op::Or:
       return v;
     // (x <=> c) = v: always; x = (c <=> v)
@@ -277,15 +276,13 @@ std::optional<mpz_class> candidate(const Operator& f, std::size_t pos, const Val
       if (first) return shr(v, amount(c, w));
       // c << x = v: some s in 0..w has c << s = v (amounts past w act as w); x = the first such s
       return shift_amount(f, c, v);
+    // x >> c = v: c < w and v < 2^(w - c), or v = 0; x = v << c (x = v when c >= w)
+    // c >> x = v: some s in 0..w has c >> s = v (amounts past w act as w); x = the first such s
+    // x >>a c = v: bits w-1 down to w-1-min(c, w-1) of v agree; x = v << c (x = v when c >= w)
+    // c >>a x = v: some s in 0..w has c >>a s = v (amounts past w act as w); x = the first such s
     case Op::BVLshr:
-      // x >> c = v: c < w and v < 2^(w - c), or v = 0; x = v << c (x = v when c >= w)
-      if (first) return amount(c, w) == w ? v : low(shl(v, amount(c, w)), w);
-      // c >> x = v: some s in 0..w has c >> s = v (amounts past w act as w); x = the first such s
-      return shift_amount(f, c, v);
     case Op::BVAshr:
-      // x >>a c = v: bits w-1 down to w-1-min(c, w-1) of v agree; x = v << c (x = v when c >= w)
       if (first) return amount(c, w) == w ? v : low(shl(v, amount(c, w)), w);
-      // c >>a x = v: some s in 0..w has c >>a s = v (amounts past w act as w); x = the first such s
       return shift_amount(f, c, v);
     case Op::BVUdiv:
       // x / c = v: c = 0 and v = ones (x = 0), or c > 0 and v * c <= ones (x = v * c)
@@ -904,16 +901,16 @@ void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args,
     std::vector<std::pair<const Term*, bool>> stack{{t, false}};
     while (!stack.empty()) {
       auto [u, expanded] = stack.back();
-      if (depends.count(u) != 0) {
+      if (depends.contains(u)) {
         stack.pop_back();
         continue;
       }
-      if (!expanded && roots.count(u) == 0) {
+      if (!expanded && !roots.contains(u)) {
         stack.back().second = true;
         for (const Term* b : u->args()) stack.emplace_back(b, false);
         continue;
       }
-      bool d = roots.count(u) != 0;
+      bool d = roots.contains(u);
       for (const Term* b : u->args()) d = d || depends.at(b);
       depends.emplace(u, d);
       stack.pop_back();
@@ -935,7 +932,7 @@ void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args,
       std::vector<std::pair<const Term*, bool>> stack{{root, false}};
       while (!stack.empty()) {
         auto [u, expanded] = stack.back();
-        if (value.count(u) != 0) {
+        if (value.contains(u)) {
           stack.pop_back();
           continue;
         }

@@ -77,9 +77,10 @@ struct Operator {
 // Whether op is one of the 32 operators that the inverter knows.
 bool invertible(Op op) noexcept;
 
-// f over argument values in range, with the SMT-LIB definitions (division by
-// zero included). For Ite with width 0 the branches may be any integers.
-mpz_class evaluate(const Operator& f, const std::vector<mpz_class>& args);
+// f over the argument values x, each in range, with the SMT-LIB definitions
+// (division by zero included). For Ite with width 0 the branches may be any
+// integers.
+mpz_class evaluate(const Operator& f, const std::vector<mpz_class>& x);
 
 // Some x with f(args[0..position-1], x, args[position+1..]) = v, or nothing
 // when there is none. args[position] is ignored; the other values and v must

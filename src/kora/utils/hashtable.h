@@ -70,7 +70,8 @@ class MemoryPool {
       throw std::bad_alloc();
     }
     const std::size_t bytes = kLinkBytes + BlockSize * static_cast<std::size_t>(k);
-    auto* chunk = static_cast<unsigned char*>(std::malloc(bytes == 0 ? 1 : bytes));
+    // Never zero bytes: the link to the previous chunk always comes first.
+    auto* chunk = static_cast<unsigned char*>(std::malloc(bytes));
     if (chunk == nullptr) throw std::bad_alloc();
 
     link_of(chunk) = chunks_;
@@ -241,6 +242,7 @@ class Hashtable {
     // Every iterator converts to its const counterpart. A template, so that
     // it never stands in for the copy constructor.
     template <bool C = IsConst, std::enable_if_t<C, int> = 0>
+    // cppcheck-suppress noExplicitConstructor
     Iterator(const Iterator<false>& other) noexcept  // NOLINT(google-explicit-constructor)
         : table_(other.table_), node_(other.node_), bucket_(other.bucket_) {}
 
@@ -336,7 +338,7 @@ class Hashtable {
     }
 
     void* block = pool_.allocate();
-    Bucket* fresh;
+    Bucket* fresh = nullptr;
     try {
       fresh = ::new (block) Bucket{nullptr, v};
     } catch (...) {

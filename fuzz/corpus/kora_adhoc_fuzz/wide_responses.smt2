@@ -1,0 +1,11 @@
+;; Many values of 2^20 bits in one response, and a chain of wide products.
+(declare-const x (_ BitVec 1048576))
+(declare-const y (_ BitVec 1048576))
+(set-free x)
+(set-free y)
+(calculate (bvnot x) (_ bv12345 1048576))
+(calculate (bvneg y) (_ bv3 1048576))
+(get-value (x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y x y ))
+(get-value ((bvmul x (bvmul y (bvmul x (bvudiv y x))))))
+(get-constraints)
+(check-model)
