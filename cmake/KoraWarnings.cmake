@@ -1,11 +1,6 @@
 # Warning and sanitizer flags shared by every target of the project.
 add_library(kora_options INTERFACE)
 target_compile_options(kora_options INTERFACE -Wall -Wextra -Wpedantic)
-# GCC 12 at -O3 reports -Wrestrict inside libstdc++'s std::string operator+
-# (GCC bug 105329), a false positive in code that only concatenates strings.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  target_compile_options(kora_options INTERFACE -Wno-restrict)
-endif()
 if(KORA_WERROR)
   target_compile_options(kora_options INTERFACE -Werror)
 endif()
