@@ -18,6 +18,7 @@
 #include "kora/model/model_store.h"
 #include "kora/terms/simplifiers.h"
 #include "kora/terms/term_manager.h"
+#include "support/calculator_fixture.h"
 #include "support/evaluator.h"
 #include "support/term_helpers.h"
 
@@ -720,45 +721,17 @@ TEST(InverterSolve, RejectsMalformedRequests) {
 
 // --- The Inverter on a model store ----------------------------------------------------------
 
-class InverterTest : public ::testing::Test {
+// The shared calculator fixture, with the inverter in the calculator's place.
+class InverterTest : public CalculatorTest {
  protected:
-  InverterTest() { store.logger().set_verbosity(2); }
-
-  const Term* bvc(const std::string& name, std::size_t w) {
-    return mgr.make_constant(name, mgr.bv_type(w));
-  }
-  const Term* boolc(const std::string& name) { return mgr.make_constant(name, mgr.bool_type()); }
+  const Term* bvc(const std::string& name, std::size_t w) { return bv(name, w); }
+  const Term* boolc(const std::string& name) { return boolean(name); }
   const Term* num(const mpz_class& x, std::size_t w) { return mgr.make_bv_number(QNumber(x), w); }
-  const Term* free(const Term* a) {
-    pred.mark_free(a);
-    return a;
-  }
-  const Term* valued(const Term* a, const Term* value) {
-    store.set_value(a, value);
-    return a;
-  }
   // Runs the inverter; returns the error text, or "" when it did not throw.
-  std::string run(const Term* t, const Term* v) {
-    Inverter inv(&mgr, &store, &pred);
-    try {
-      inv(t, v);
-    } catch (const adhoccalculator::AdHocCalculator::error& e) {
-      return e.what();
-    }
-    return "";
-  }
-  std::string constraints() const {
-    std::string out = "(";
-    for (std::size_t i = 0; i < store.constraints().size(); ++i) {
-      out += (i ? " " : "") + store.constraints()[i]->to_shallow_str();
-    }
-    return out + ")";
-  }
-
-  TermManager mgr;
-  std::ostringstream log;
-  ModelStore store{&mgr, &log};
-  adhoccalculator::SetFreeTermPredicate pred;
+  std::string run(const Term* t, const Term* v) { return CalculatorTest::run<Inverter>(t, v); }
+  // The operator builder of this file, hidden by the fixture's bv(name, w).
+  static Operator bv(Op op, std::size_t w) { return test::bv(op, w); }
+  using CalculatorTest::bv;
 };
 
 TEST_F(InverterTest, RecordsLikeTheCalculators) {
