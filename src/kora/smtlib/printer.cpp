@@ -490,6 +490,7 @@ class Printer {
 struct SortUse {
   std::vector<const DataType*> declared;
   bool arrays = false;
+  bool const_arrays = false;
 };
 
 SortUse sorts_used(const Dag& dag) {
@@ -511,10 +512,14 @@ SortUse sorts_used(const Dag& dag) {
   };
   for (const Term* c : dag.constants()) visit(c);
   for (const Term* a : dag.const_arrays()) visit(a);
+  use.const_arrays = !dag.const_arrays().empty();
   return use;
 }
 
+// Constant arrays belong to no standard array theory: solvers that know
+// them accept them under ALL only.
 std::string logic_for(const SortUse& use) {
+  if (use.const_arrays) return "ALL";
   if (use.declared.empty()) return use.arrays ? "QF_ABV" : "QF_BV";
   return use.arrays ? "QF_AUFBV" : "QF_UFBV";
 }

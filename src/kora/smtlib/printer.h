@@ -26,7 +26,8 @@ namespace kora::smtlib {
 
 struct PrintOptions {
   // The logic of the set-logic line; empty picks the smallest standard one
-  // that covers the terms (QF_BV, QF_ABV, QF_UFBV or QF_AUFBV).
+  // that covers the terms (QF_BV, QF_ABV, QF_UFBV or QF_AUFBV), or ALL when
+  // a constant array occurs (no standard array theory has them).
   std::string logic;
   // Whether to write the set-logic line at all.
   bool set_logic = true;
