@@ -315,7 +315,9 @@ std::string name_prefix(const std::vector<const Term*>& constants) {
   }
   std::size_t bangs = 1;
   while (bangs < taken.size() && taken[bangs]) ++bangs;
-  return "k" + std::string(bangs, '!');
+  std::string prefix(1, 'k');
+  prefix.append(bangs, '!');
+  return prefix;
 }
 
 // --- Printing -----------------------------------------------------------------------
