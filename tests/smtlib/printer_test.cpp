@@ -276,6 +276,36 @@ TEST_F(PrinterTest, IndependentBindingsShareOneLetAndDependentOnesNest) {
             "(bvsub k!2 (bvand k!2 k!1))))");
 }
 
+// The same graph prints the same whether the manager holds little else or
+// a great deal (the printer indexes small graphs of large managers
+// differently).
+TEST_F(PrinterTest, SmallGraphOfALargeManagerPrintsTheSame) {
+  auto build = [](TermManager& m) {
+    const Term* a = m.make_constant("a", m.bv_type(8));
+    const Term* t = a;
+    for (int i = 0; i < 40; ++i) {
+      const Term* s = m.make_term(m.make_bv_mul_symbol(8), {t, a});
+      t = m.make_term(m.make_bv_add_symbol(8), {s, s});
+    }
+    return t;
+  };
+  TermManager big;
+  for (int i = 0; i < 20000; ++i) big.make_constant("filler" + std::to_string(i), big.bool_type());
+  const std::string expected = term(build(mgr));
+  std::ostringstream os;
+  print_term(os, big, build(big));
+  EXPECT_EQ(os.str(), expected);
+  const std::string start = "(let ((k!1 (bvmul a a))) (let ((k!2 (bvmul (bvadd k!1 k!1) a))) ";
+  EXPECT_EQ(expected.substr(0, start.size()), start);
+}
+
+TEST_F(PrinterTest, UnspellableSortNameThrowsBeforeAnythingIsWritten) {
+  const Term* k = mgr.make_constant("k", mgr.sort_type("a|b"));
+  std::ostringstream os;
+  EXPECT_THROW(print_script(os, mgr, {mgr.make_equal(k, k)}), std::invalid_argument);
+  EXPECT_EQ(os.str(), "");
+}
+
 TEST_F(PrinterTest, SharedLeavesAreWrittenOutExceptWideNumerals) {
   const Term* small = mgr.make_bv_number(7, 8);
   EXPECT_EQ(term(bv(Op::BVAdd, bv(Op::BVMul, small, x), small)), "(bvadd (bvmul #x07 x) #x07)");
