@@ -1,6 +1,7 @@
 #include "kora/smtlib/printer.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -70,6 +71,17 @@ void check_quotable(std::string_view name) {
           (control ? std::string("a control character") : "'" + std::string(1, c) + "'"));
     }
   }
+}
+
+// The operators' SMT-LIB names with their lengths, looked up once per
+// application instead of a call and a strlen.
+std::string_view op_text(Op op) {
+  static const auto table = [] {
+    std::array<std::string_view, kOpCount> names{};
+    for (std::size_t i = 0; i < kOpCount; ++i) names[i] = op_name(static_cast<Op>(i));
+    return names;
+  }();
+  return table[static_cast<std::size_t>(op)];
 }
 
 // --- Output ----------------------------------------------------------------------
@@ -476,7 +488,7 @@ class Printer {
       case Op::BVSignExtend:
       case Op::BVRotateLeft:
       case Op::BVRotateRight:
-        indexed(op_name(op), s->param(0), 0, false);
+        indexed(op_text(op), s->param(0), 0, false);
         break;
       case Op::ConstArray:
         out_.put("(as const ");
@@ -484,12 +496,12 @@ class Printer {
         out_.put(')');
         break;
       default:
-        out_.put(op_name(op));
+        out_.put(op_text(op));
         break;
     }
   }
 
-  void indexed(const char* op, std::size_t i, std::size_t j, bool two) {
+  void indexed(std::string_view op, std::size_t i, std::size_t j, bool two) {
     out_.put("(_ ");
     out_.put(op);
     out_.put(' ');
