@@ -226,14 +226,15 @@ class IdMap {
 
 struct Node {
   const Term* term;
-  std::uint32_t refs = 0;  // parents' argument slots plus root occurrences
-  std::uint32_t kids = 0;  // first of its arity entries in Dag::kids
-  std::uint32_t name = 0;  // number of its invented name; 0: written in full
-  std::uint32_t depth = 0;
+  std::uint32_t refs = 0;   // parents' argument slots plus root occurrences
+  std::uint32_t kids = 0;   // first of its arity entries in Dag::kids
+  std::uint32_t name = 0;   // number of its invented name; 0: written in full
+  std::uint32_t depth = 0;  // let nesting it needs (Printer::name_shared)
 };
 
-// Every distinct term below a set of roots, numbered in post-order, with
-// reference counts and the nodes of each term's arguments.
+// Every distinct term below a set of roots, numbered in the order first
+// reached, with reference counts, the nodes of each term's arguments, and
+// a post-order of the nodes (arguments before the terms made of them).
 class Dag {
  public:
   // max_id: see IdMap; every term below a root has a smaller identifier
@@ -610,6 +611,36 @@ void assertion(Printer& p, Dag& dag, std::size_t from, std::size_t to, std::uint
   out.put(")\n");
 }
 
+// The named nodes as nested lets, one per depth: a binding depends only on
+// shallower ones, so those of one depth bind in parallel. Within a depth
+// the nodes keep their post-order (a counting sort by depth).
+void lets(Printer& p, Dag& dag, std::uint32_t levels) {
+  const std::vector<Node>& nodes = dag.nodes();
+  std::vector<std::size_t> first(levels + 2, 0);
+  for (std::uint32_t i : dag.order()) {
+    if (nodes[i].name != 0) ++first[nodes[i].depth + 1];
+  }
+  for (std::size_t d = 1; d < first.size(); ++d) first[d] += first[d - 1];
+  std::vector<std::uint32_t> sorted(first.back());
+  std::vector<std::size_t> next(first.begin(), first.end() - 1);
+  for (std::uint32_t i : dag.order()) {
+    if (nodes[i].name != 0) sorted[next[nodes[i].depth]++] = i;
+  }
+  Writer& out = p.out();
+  for (std::uint32_t d = 1; d <= levels; ++d) {
+    out.put("(let (");
+    for (std::size_t k = first[d]; k < first[d + 1]; ++k) {
+      if (k > first[d]) out.put(' ');
+      out.put('(');
+      p.name(nodes[sorted[k]]);
+      out.put(' ');
+      p.body(sorted[k]);
+      out.put(')');
+    }
+    out.put(") ");
+  }
+}
+
 }  // namespace
 
 // --- Public functions ----------------------------------------------------------------
@@ -656,28 +687,10 @@ void print_term(std::ostream& os, const TermManager& /*mgr*/, const Term* term) 
   Printer p(os, dag);
   p.set_prefix(name_prefix(dag.constants()));
   p.name_shared(1);
-  const std::vector<Node>& nodes = dag.nodes();
-  // Bindings of one depth depend only on shallower ones: one let per depth.
-  const std::uint32_t levels = nodes[root].depth;
-  std::vector<std::vector<std::uint32_t>> by_depth(levels + 1);
-  for (std::uint32_t i : dag.order()) {
-    if (nodes[i].name != 0 && i != root) by_depth[nodes[i].depth].push_back(i);
-  }
-  Writer& out = p.out();
-  for (std::uint32_t d = 1; d <= levels; ++d) {
-    out.put("(let (");
-    for (std::size_t k = 0; k < by_depth[d].size(); ++k) {
-      if (k > 0) out.put(' ');
-      out.put('(');
-      p.name(nodes[by_depth[d][k]]);
-      out.put(' ');
-      p.body(by_depth[d][k]);
-      out.put(')');
-    }
-    out.put(") ");
-  }
+  const std::uint32_t levels = dag.nodes()[root].depth;
+  lets(p, dag, levels);
   p.body(root);
-  for (std::uint32_t d = 0; d < levels; ++d) out.put(')');
+  for (std::uint32_t d = 0; d < levels; ++d) p.out().put(')');
   p.finish();
 }
 
