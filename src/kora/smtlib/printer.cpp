@@ -94,7 +94,10 @@ class Writer {
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
-  void put(char c) { buf_.push_back(c); }
+  void put(char c) {
+    buf_.push_back(c);
+    if (buf_.size() >= kBlock) drain();
+  }
   void put(std::string_view s) {
     buf_.append(s);
     if (buf_.size() >= kBlock) drain();
