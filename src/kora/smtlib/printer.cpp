@@ -104,7 +104,7 @@ class Writer {
   }
   void number(std::size_t n) {
     char digits[24];
-    const auto end = std::to_chars(digits, digits + sizeof digits, n).ptr;
+    auto* const end = std::to_chars(digits, digits + sizeof digits, n).ptr;
     buf_.append(digits, end);
   }
   // Writes what is buffered; the printers call it once at the end.
