@@ -141,7 +141,9 @@ class Session::Impl {
 bool Session::Impl::process(std::istream& in, const std::string& file_name) {
   Reader reader(in);
   bool all_ok = true;
-  while (!exited) {
+  // Once a response cannot be written, answering more commands is wasted
+  // work: the caller reports the failure.
+  while (!exited && out_) {
     try {
       std::optional<const Node*> cmd = reader.next();
       if (!cmd) break;
