@@ -196,6 +196,12 @@ TEST(Session, CarriageReturnsAndControlsInEchoAndErrorsAreEscaped) {
             "(error \"t.smt2:1:13: unknown constant '|x\\r\\ny\\x01|'\")\n");
 }
 
+TEST(Session, ANulByteInQuotedInputDoesNotCutTheMessage) {
+  const std::string input("(get-value (|a\0b|))(echo \"c\0d\")", 31);
+  EXPECT_EQ(run_text(input).out,
+            "(error \"t.smt2:1:13: unknown constant '|a\\x00b|'\")\nc\\x00d\n");
+}
+
 // Every byte can be part of a name. Whatever it is, a response that shows
 // the name stays on one line, and the name as printed, read back, is the
 // same constant.

@@ -150,7 +150,7 @@ bool Session::Impl::process(std::istream& in, const std::string& file_name) {
       command(**cmd);
     } catch (const InputError& e) {
       respond(error_response(file_name + ":" + std::to_string(e.pos().line) + ":" +
-                             std::to_string(e.pos().column) + ": " + e.what()));
+                             std::to_string(e.pos().column) + ": " + e.message()));
       all_ok = false;
     }
     // Answer each command before reading the next, for interactive use.
