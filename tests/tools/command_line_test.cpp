@@ -20,8 +20,7 @@ struct Result {
   int status = 0;
 };
 
-Result run_args(const std::vector<std::string>& args, const std::string& stdin_text = "") {
-  std::istringstream in(stdin_text);
+Result run_args_on(const std::vector<std::string>& args, std::istream& in) {
   std::ostringstream out;
   std::ostringstream err;
   Result r;
@@ -29,6 +28,11 @@ Result run_args(const std::vector<std::string>& args, const std::string& stdin_t
   r.out = out.str();
   r.err = err.str();
   return r;
+}
+
+Result run_args(const std::vector<std::string>& args, const std::string& stdin_text = "") {
+  std::istringstream in(stdin_text);
+  return run_args_on(args, in);
 }
 
 // A script file that lives as long as the test.
@@ -129,13 +133,7 @@ TEST(CommandLine, AReadErrorEndsTheRunNamingTheFile) {
 Result run_with_stdin_fd(const std::vector<std::string>& args, int fd) {
   InputFileBuffer buffer(fd, true);
   std::istream in(&buffer);
-  std::ostringstream out;
-  std::ostringstream err;
-  Result r;
-  r.status = run_command_line(args, in, out, err);
-  r.out = out.str();
-  r.err = err.str();
-  return r;
+  return run_args_on(args, in);
 }
 
 int open_directory() {
