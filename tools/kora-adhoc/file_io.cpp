@@ -13,7 +13,7 @@ namespace {
 
 // Large enough that a script of a million commands takes few system calls;
 // an interactive read returns as soon as a line is typed whatever the size.
-constexpr std::size_t kBufferSize = 64 * 1024;
+constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
 
 }  // namespace
 

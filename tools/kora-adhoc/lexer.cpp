@@ -150,7 +150,7 @@ Token Lexer::lex_quoted_symbol(Position start) {
   // a name read back as that byte, so that printed output can be fed back in.
   std::optional<std::string> name = unquote_smtlib_symbol(text);
   if (!name) {
-    return error(start, "a '\\' in a quoted symbol must start an escape: \\n, \\r or \\xHH");
+    return error(start, R"(a '\' in a quoted symbol must start an escape: \n, \r or \xHH)");
   }
   return Token{TokenKind::Symbol, start, std::move(*name), true};
 }
