@@ -21,11 +21,15 @@ script="$name.smt2"
 status_wanted=0
 args=()
 use_stdin=0
+stdin_from=/dev/null
+stdout_to=
 while IFS= read -r line; do
   case "$line" in
     "; exit: "*) status_wanted=${line#"; exit: "} ;;
     "; args: "*) read -r -a args <<<"${line#"; args: "}" ;;
     "; stdin") use_stdin=1 ;;
+    "; stdin: "*) stdin_from=${line#"; stdin: "} ;;
+    "; stdout: "*) stdout_to=${line#"; stdout: "} ;;
     ";"*) ;;
     *) break ;;
   esac
@@ -34,11 +38,14 @@ done <"$script"
 out=$(mktemp)
 err=$(mktemp)
 trap 'rm -f "$out" "$err"' EXIT
+# Standard output goes to the file a directive names (such as /dev/full),
+# and then nothing is captured: NAME.expected must be empty.
+stdout_file=${stdout_to:-$out}
 
 if [ "$use_stdin" = 1 ]; then
-  "$exe" "${args[@]}" <"$script" >"$out" 2>"$err"
+  "$exe" "${args[@]}" <"$script" >"$stdout_file" 2>"$err"
 else
-  "$exe" "${args[@]}" "$script" </dev/null >"$out" 2>"$err"
+  "$exe" "${args[@]}" "$script" <"$stdin_from" >"$stdout_file" 2>"$err"
 fi
 status=$?
 

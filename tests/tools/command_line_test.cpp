@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -6,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "kora-adhoc/file_io.h"
 #include "kora-adhoc/session.h"
 
 namespace kora::frontend {
@@ -17,8 +20,7 @@ struct Result {
   int status = 0;
 };
 
-Result run_args(const std::vector<std::string>& args, const std::string& stdin_text = "") {
-  std::istringstream in(stdin_text);
+Result run_args_on(const std::vector<std::string>& args, std::istream& in) {
   std::ostringstream out;
   std::ostringstream err;
   Result r;
@@ -26,6 +28,11 @@ Result run_args(const std::vector<std::string>& args, const std::string& stdin_t
   r.out = out.str();
   r.err = err.str();
   return r;
+}
+
+Result run_args(const std::vector<std::string>& args, const std::string& stdin_text = "") {
+  std::istringstream in(stdin_text);
+  return run_args_on(args, in);
 }
 
 // A script file that lives as long as the test.
@@ -111,6 +118,118 @@ TEST(CommandLine, DoubleDashEndsOptions) {
   Result r = run_args({"--", "--bogus"});
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.err, "kora-adhoc: cannot read '--bogus': No such file or directory\n");
+}
+
+TEST(CommandLine, AReadErrorEndsTheRunNamingTheFile) {
+  ScriptFile first("kora_cli_before_error.smt2", "(echo \"answered\")");
+  Result r = run_args({first.path(), "/proc/self/mem", first.path()});
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.out, "answered\n");
+  EXPECT_EQ(r.err, "kora-adhoc: cannot read '/proc/self/mem': Input/output error\n");
+}
+
+// Standard input as the real program has it: a descriptor, read through
+// InputFileBuffer.
+Result run_with_stdin_fd(const std::vector<std::string>& args, int fd) {
+  InputFileBuffer buffer(fd, true);
+  std::istream in(&buffer);
+  return run_args_on(args, in);
+}
+
+int open_directory() {
+  return ::open(::testing::TempDir().c_str(), O_RDONLY | O_CLOEXEC);
+}
+
+TEST(CommandLine, StandardInputThatIsADirectoryIsRefused) {
+  ScriptFile script("kora_cli_stdin_dir.smt2", "(echo \"read\")");
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{}, {"-"}, {script.path(), "-"}}) {
+    Result r = run_with_stdin_fd(args, open_directory());
+    EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(r.err, "kora-adhoc: cannot read standard input: it is a directory\n");
+  }
+  // Standard input that is not read does not matter.
+  Result r = run_with_stdin_fd({script.path()}, open_directory());
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "read\n");
+}
+
+TEST(CommandLine, AReadErrorOnStandardInputNamesIt) {
+  const std::string path = ::testing::TempDir() + "kora_cli_write_only";
+  Result r = run_with_stdin_fd({}, ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  std::remove(path.c_str());
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err, "kora-adhoc: cannot read standard input: Bad file descriptor\n");
+}
+
+// Takes `room` bytes, then fails every write.
+class FailingBuffer final : public std::streambuf {
+ public:
+  explicit FailingBuffer(std::size_t room) : room_(room) {}
+  std::string taken;
+
+ protected:
+  int_type overflow(int_type c) override {
+    if (taken.size() >= room_) return traits_type::eof();
+    taken += traits_type::to_char_type(c);
+    return c;
+  }
+  int sync() override { return taken.size() >= room_ ? -1 : 0; }
+
+ private:
+  std::size_t room_;
+};
+
+TEST(CommandLine, AFailedWriteEndsTheRunWithTwo) {
+  // Log records show which commands ran: none after the failed response.
+  const std::string script =
+      "(declare-const a Bool)(set-free a)(calculate (not a) true)\n"
+      "(declare-const b Bool)(set-free b)(calculate (not b) true)\n";
+  for (std::size_t room : {0, 5, 1000}) {
+    FailingBuffer buffer(room);
+    std::ostream out(&buffer);
+    std::istringstream in(script);
+    std::ostringstream err;
+    int status = run_command_line({"-v", "2"}, in, out, err);
+    if (room == 1000) {
+      EXPECT_EQ(status, 0);
+      EXPECT_EQ(buffer.taken, "((= a false))\n((= b false))\n");
+      continue;
+    }
+    EXPECT_EQ(status, 2) << room;
+    EXPECT_EQ(err.str(),
+              "calculated adhoc a := false ..\n"
+              "kora-adhoc: cannot write to standard output: the output stream failed\n")
+        << room;
+  }
+}
+
+TEST(CommandLine, AFailedWriteSaysWhy) {
+  const int fd = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{}, {"--help"}, {"--version"}}) {
+    OutputFileBuffer buffer(fd);
+    std::ostream out(&buffer);
+    std::istringstream in("(echo \"lost\")");
+    std::ostringstream err;
+    EXPECT_EQ(run_command_line(args, in, out, err), 2);
+    EXPECT_EQ(err.str(), "kora-adhoc: cannot write to standard output: No space left on device\n");
+  }
+  ::close(fd);
+}
+
+TEST(CommandLine, NothingToWriteIsNoFailure) {
+  const int fd = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  OutputFileBuffer buffer(fd);
+  std::ostream out(&buffer);
+  std::istringstream in("(declare-const a Bool)");
+  std::ostringstream err;
+  EXPECT_EQ(run_command_line({}, in, out, err), 0);
+  EXPECT_EQ(err.str(), "");
+  ::close(fd);
 }
 
 }  // namespace

@@ -97,7 +97,7 @@ TEST(Lexer, MalformedTokensAreErrorsAtTheirStart) {
       {"  \xff", "unexpected byte 0xff"},
       {"  \"open", "unterminated string literal"},
       {"  |open", "unterminated quoted symbol"},
-      {"  |a\\b|", "a quoted symbol cannot contain '\\'"},
+      {"  |a\\b|", "a '\\' in a quoted symbol must start an escape: \\n, \\r or \\xHH"},
   };
   for (const Case& c : cases) {
     auto t = lex_all(c.input);

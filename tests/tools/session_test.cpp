@@ -188,6 +188,58 @@ TEST(Session, EchoKeepsItsResponseOnOneLine) {
   EXPECT_EQ(run_text("(echo \"a \"\"q\"\" \nb\")").out, "a \"q\" \\nb\n");
 }
 
+TEST(Session, CarriageReturnsAndControlsInEchoAndErrorsAreEscaped) {
+  // A carriage return would let the rest of the line overwrite its start,
+  // and an escape sequence would drive the terminal that shows it.
+  EXPECT_EQ(run_text("(echo \"a\rb\x1b[2J\tc\x7f\")").out, "a\\rb\\x1b[2J\tc\\x7f\n");
+  EXPECT_EQ(run_text("(get-value (|x\r\ny\x01|))").out,
+            "(error \"t.smt2:1:13: unknown constant '|x\\r\\ny\\x01|'\")\n");
+}
+
+TEST(Session, ANulByteInQuotedInputDoesNotCutTheMessage) {
+  const std::string input("(get-value (|a\0b|))(echo \"c\0d\")", 31);
+  EXPECT_EQ(run_text(input).out,
+            "(error \"t.smt2:1:13: unknown constant '|a\\x00b|'\")\nc\\x00d\n");
+}
+
+// Every byte can be part of a name. Whatever it is, a response that shows
+// the name stays on one line, and the name as printed, read back, is the
+// same constant.
+TEST(Session, PrintedNamesStayOnOneLineAndReadBack) {
+  std::ostringstream out;
+  std::ostringstream err;
+  Session session(out, err);
+  for (int b = 0; b < 256; ++b) {
+    const char c = static_cast<char>(b);
+    // The bar and the backslash can only be written with their escapes.
+    const std::string name = "|n" +
+                             (c == '|'    ? std::string("\\x7c")
+                              : c == '\\' ? std::string("\\x5c")
+                                          : std::string(1, c)) +
+                             "m|";
+    std::istringstream declare("(declare-const " + name + " (_ BitVec 8))(set-model-value " + name +
+                               " (_ bv" + std::to_string(b) + " 8))(get-value (" + name + "))");
+    out.str("");
+    ASSERT_TRUE(session.process(declare, "t")) << b << ": " << out.str();
+    const std::string line = out.str();
+    ASSERT_EQ(line.find_first_of("\n\r"), line.size() - 1) << b << ": " << line;
+    // ((NAME #xHH))
+    const std::string printed = line.substr(2, line.rfind(' ') - 2);
+    std::istringstream again("(get-value (" + printed + "))");
+    out.str("");
+    ASSERT_TRUE(session.process(again, "t")) << b << ": " << out.str();
+    EXPECT_EQ(out.str(), line) << b;
+  }
+}
+
+TEST(Session, PrintedSortNamesReadBack) {
+  Result r = run_text(
+      "(declare-sort |S\n\r| 0)(declare-const u |S\n\r|)(set-model-value u (as @1 |S\n\r|))\n"
+      "(get-value (u))(get-value ((= u (as @1 |S\\n\\r|))))");
+  EXPECT_EQ(r.out, "((u (as @1 |S\\n\\r|)))\n(((= u (as @1 |S\\n\\r|)) true))\n");
+  EXPECT_EQ(r.status, 0);
+}
+
 // Stands in for the complete inverter: records a value for the only
 // argument of a negation, refuses everything else with a message that
 // needs escaping.

@@ -1,12 +1,11 @@
 #include <cerrno>
 #include <charconv>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <istream>
 #include <memory>
 #include <ostream>
-#include <system_error>
 
+#include "kora-adhoc/file_io.h"
 #include "kora-adhoc/session.h"
 
 #ifndef KORA_VERSION
@@ -33,9 +32,30 @@ bool parse_int(const std::string& text, int* value) {
   return ec == std::errc() && end == last && !text.empty();
 }
 
+int cannot_read(std::ostream& err, const std::string& what, const char* why) {
+  err << "kora-adhoc: cannot read " << what << ": " << why << '\n';
+  err.flush();
+  return 2;
+}
+
+// Ends the run with `status` once every response is written, or with 2 and
+// the reason when some could not be: a run whose answers are lost has not
+// done its job, whatever the commands were.
+int finish(std::ostream& out, std::ostream& err, int status) {
+  out.flush();
+  if (out) return status;
+  const auto* file = dynamic_cast<const OutputFileBuffer*>(out.rdbuf());
+  const int code = file != nullptr ? file->error() : 0;
+  err << "kora-adhoc: cannot write to standard output: "
+      << (code != 0 ? std::strerror(code) : "the output stream failed") << '\n';
+  err.flush();
+  return 2;
+}
+
 struct Input {
-  std::string name;                     // as error positions show it
-  std::unique_ptr<std::ifstream> file;  // null for standard input
+  std::string name;                       // as error positions show it
+  std::string what;                       // as a read error names it
+  std::unique_ptr<InputFileBuffer> file;  // null for standard input
 };
 
 }  // namespace
@@ -97,8 +117,12 @@ arguments, grouped from the left.
 A malformed command is answered with (error "FILE:LINE:COLUMN: what is wrong")
 and skipped; processing goes on with the next command.
 
+A name that holds a line break or another control character prints between
+bars with the escapes \n, \r and \xHH, which read back as the same name.
+
 Exit status: 0 when every command was well formed (a calculator's refusal is
-a normal answer), 1 when some command was malformed, 2 for a usage error.
+a normal answer), 1 when some command was malformed, 2 for a usage error, an
+input that cannot be read or responses that cannot be written.
 )";
 }
 
@@ -116,12 +140,10 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
       only_files = true;
     } else if (a == "--help" || a == "-h") {
       out << help_text();
-      out.flush();
-      return 0;
+      return finish(out, err, 0);
     } else if (a == "--version") {
       out << version_text();
-      out.flush();
-      return 0;
+      return finish(out, err, 0);
     } else if (a == "-v" || a == "--verbosity") {
       if (i + 1 == args.size()) return usage_error(err, a + " needs a number");
       if (!parse_int(args[++i], &options.verbosity)) {
@@ -143,32 +165,42 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
   std::vector<Input> inputs;
   for (const std::string& f : files) {
     if (f == "-") {
-      inputs.push_back({"<stdin>", nullptr});
+      // A directory given as standard input opens as well as it does by
+      // name, and only reading it fails.
+      const auto* file = dynamic_cast<const InputFileBuffer*>(in.rdbuf());
+      if (file != nullptr && file->is_directory()) {
+        return cannot_read(err, "standard input", "it is a directory");
+      }
+      inputs.push_back({"<stdin>", "standard input", nullptr});
       continue;
     }
-    std::error_code ec;
-    if (std::filesystem::is_directory(f, ec)) {
-      err << "kora-adhoc: cannot read '" << f << "': it is a directory\n";
-      return 2;
+    int error = 0;
+    std::unique_ptr<InputFileBuffer> file = InputFileBuffer::open(f, &error);
+    const std::string what = "'" + f + "'";
+    if (file == nullptr) {
+      return cannot_read(err, what, error == EISDIR ? "it is a directory" : std::strerror(error));
     }
-    errno = 0;
-    auto stream = std::make_unique<std::ifstream>(f, std::ios::binary);
-    if (!*stream) {
-      int e = errno;
-      err << "kora-adhoc: cannot read '" << f
-          << "': " << (e != 0 ? std::strerror(e) : "cannot open file") << '\n';
-      return 2;
-    }
-    inputs.push_back({f, std::move(stream)});
+    inputs.push_back({f, what, std::move(file)});
   }
 
   Session session(out, err, std::move(options));
   for (const Input& input : inputs) {
-    if (session.exited()) break;
-    session.process(input.file ? *input.file : in, input.name);
+    if (session.exited() || !out) break;
+    try {
+      if (input.file == nullptr) {
+        session.process(in, input.name);
+      } else {
+        std::istream stream(input.file.get());
+        session.process(stream, input.name);
+      }
+    } catch (const ReadError& e) {
+      // What was answered before the failure is still shown, but the
+      // session cannot go on from a script it could not read to the end.
+      if (finish(out, err, 0) != 0) return 2;
+      return cannot_read(err, input.what, e.what());
+    }
   }
-  out.flush();
-  return session.ok() ? 0 : 1;
+  return finish(out, err, session.ok() ? 0 : 1);
 }
 
 }  // namespace kora::frontend

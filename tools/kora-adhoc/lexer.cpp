@@ -3,7 +3,10 @@
 #include <cstdio>
 #include <cstring>
 #include <istream>
+#include <optional>
 #include <utility>
+
+#include "kora/terms/term.h"
 
 namespace kora::frontend {
 
@@ -42,7 +45,7 @@ bool is_simple_symbol(const std::string& name) {
 }
 
 std::string printed_symbol(const std::string& name) {
-  return is_simple_symbol(name) ? name : "|" + name + "|";
+  return smtlib_symbol(name);
 }
 
 std::string shorten(const std::string& text, std::size_t limit) {
@@ -137,17 +140,19 @@ Token Lexer::lex_string(Position start) {
 
 Token Lexer::lex_quoted_symbol(Position start) {
   std::string text;
-  bool backslash = false;
   for (;;) {
     int c = get();
     if (c == kEof) return error(start, "unterminated quoted symbol");
     if (c == '|') break;
-    // Read on to the closing bar so that the next token starts cleanly.
-    if (c == '\\') backslash = true;
     text += static_cast<char>(c);
   }
-  if (backslash) return error(start, "a quoted symbol cannot contain '\\'");
-  return Token{TokenKind::Symbol, start, std::move(text), true};
+  // The escapes that kora prints for a line break or a control character in
+  // a name read back as that byte, so that printed output can be fed back in.
+  std::optional<std::string> name = unquote_smtlib_symbol(text);
+  if (!name) {
+    return error(start, R"(a '\' in a quoted symbol must start an escape: \n, \r or \xHH)");
+  }
+  return Token{TokenKind::Symbol, start, std::move(*name), true};
 }
 
 Token Lexer::lex_hash(Position start) {

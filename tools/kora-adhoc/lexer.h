@@ -66,7 +66,8 @@ class Lexer {
 bool is_symbol_char(int c) noexcept;
 // Whether name can be written without bars.
 bool is_simple_symbol(const std::string& name);
-// name as SMT-LIB prints it: bare when simple, |quoted| otherwise.
+// name as SMT-LIB prints it: bare when simple, |quoted| otherwise (with the
+// escapes of smtlib_symbol).
 std::string printed_symbol(const std::string& name);
 // text cut to a readable length for a message.
 std::string shorten(const std::string& text, std::size_t limit = 60);

@@ -14,11 +14,15 @@ namespace kora::frontend {
 // A problem with the input, at the position of the offending token.
 class InputError : public std::runtime_error {
  public:
-  InputError(Position pos, const std::string& message) : std::runtime_error(message), pos_(pos) {}
+  InputError(Position pos, const std::string& message)
+      : std::runtime_error(message), pos_(pos), message_(message) {}
   Position pos() const noexcept { return pos_; }
+  // The whole message: what() ends at a NUL byte that quoted input may hold.
+  const std::string& message() const noexcept { return message_; }
 
  private:
   Position pos_;
+  std::string message_;
 };
 
 // One node of an S-expression: a list or a single token.

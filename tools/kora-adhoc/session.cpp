@@ -21,15 +21,24 @@ using adhoccalculator::CalculatorTable;
 using adhoccalculator::SetFreeTermPredicate;
 
 // Keeps a response on one line: a message may quote input or a calculator
-// message with newlines, and a quote would end the string early.
-std::string escape(const std::string& text) {
+// message with line breaks, and echo prints text as given. A line feed is
+// written \n and a carriage return \r; any other control character but tab
+// is written \xHH, so that no byte of the input can move the cursor of a
+// terminal showing the answers. A quote is doubled inside (error "...").
+std::string one_line(const std::string& text, bool double_quotes) {
+  static constexpr char kHex[] = "0123456789abcdef";
   std::string out;
   out.reserve(text.size());
   for (char c : text) {
-    if (c == '"') {
+    const auto b = static_cast<unsigned char>(c);
+    if (c == '"' && double_quotes) {
       out += "\"\"";
-    } else if (c == '\n') {
-      out += "\\n";
+    } else if (c == '\n' || c == '\r') {
+      out += c == '\n' ? "\\n" : "\\r";
+    } else if ((b < 0x20 && c != '\t') || b == 0x7f) {
+      out += "\\x";
+      out += kHex[b >> 4];
+      out += kHex[b & 0xfU];
     } else {
       out += c;
     }
@@ -38,7 +47,7 @@ std::string escape(const std::string& text) {
 }
 
 std::string error_response(const std::string& message) {
-  return "(error \"" + escape(message) + "\")";
+  return "(error \"" + one_line(message, true) + "\")";
 }
 
 std::string quote(const Node& n) {
@@ -132,14 +141,16 @@ class Session::Impl {
 bool Session::Impl::process(std::istream& in, const std::string& file_name) {
   Reader reader(in);
   bool all_ok = true;
-  while (!exited) {
+  // Once a response cannot be written, answering more commands is wasted
+  // work: the caller reports the failure.
+  while (!exited && out_) {
     try {
       std::optional<const Node*> cmd = reader.next();
       if (!cmd) break;
       command(**cmd);
     } catch (const InputError& e) {
       respond(error_response(file_name + ":" + std::to_string(e.pos().line) + ":" +
-                             std::to_string(e.pos().column) + ": " + e.what()));
+                             std::to_string(e.pos().column) + ": " + e.message()));
       all_ok = false;
     }
     // Answer each command before reading the next, for interactive use.
@@ -229,9 +240,7 @@ void Session::Impl::command(const Node& cmd) {
     if (c[1]->kind != Node::Kind::String) {
       throw InputError(c[1]->pos, "echo expects a string, got " + quote(*c[1]));
     }
-    std::string text;
-    for (char ch : c[1]->text) text += ch == '\n' ? std::string("\\n") : std::string(1, ch);
-    respond(text);
+    respond(one_line(c[1]->text, false));
   } else if (name == "reset") {
     expect_args(cmd, 0, "(reset)");
     fresh_state(s.store.logger().verbosity());

@@ -30,8 +30,10 @@ class Session {
   Session& operator=(const Session&) = delete;
   ~Session();
 
-  // Runs the commands of `in` until its end or (exit); `file_name` names it
-  // in error positions. Returns false when some command of it was malformed.
+  // Runs the commands of `in` until its end, (exit), or a response that
+  // `out` fails to take; `file_name` names it in error positions. Returns
+  // false when some command of it was malformed. What reading `in` throws
+  // (such as ReadError) passes through.
   bool process(std::istream& in, const std::string& file_name);
   // Whether (exit) was read: later inputs are not to be processed.
   bool exited() const noexcept;
@@ -50,7 +52,11 @@ int run(std::istream& in, const std::string& file_name, std::ostream& out, std::
 
 // The command line of kora-adhoc (args without the program name): options,
 // then the files, `-` or none for `in`. Returns the exit status: 0, 1 when a
-// command was malformed, 2 for a usage error.
+// command was malformed, 2 for a usage error, an input that cannot be opened
+// or read, or responses that cannot be written to `out` (the reason goes to
+// `err`). When `in` reads through an InputFileBuffer, standard input that is
+// a directory is refused and a failed read is reported; when `out` writes
+// through an OutputFileBuffer, a failed write names its cause.
 int run_command_line(const std::vector<std::string>& args, std::istream& in, std::ostream& out,
                      std::ostream& err, InverterFactory make_inverter = builtin_inverter());
 

@@ -4,7 +4,9 @@
 
 #include <cstring>
 #include <iostream>
+#include <optional>
 #include <ostream>
+#include <string_view>
 #include <utility>
 
 namespace kora {
@@ -24,14 +26,75 @@ std::string DataType::to_string() const {
   return smtlib_symbol(name_);
 }
 
+namespace {
+
+bool is_simple_symbol_char(char c) {
+  const bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
+  return alnum || (c != '\0' && std::strchr("~!@$%^&*_-+=<>.?/", c) != nullptr);
+}
+
+// Bytes that cannot stand as they are between bars: the bar and backslash
+// would end the symbol or start an escape, and control characters (tab
+// aside) would break the line that a response must fit on.
+bool needs_escape(char c) {
+  const auto b = static_cast<unsigned char>(c);
+  return c == '|' || c == '\\' || (b < 0x20 && c != '\t') || b == 0x7f;
+}
+
+int hex_digit_value(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+}  // namespace
+
 std::string smtlib_symbol(const std::string& name) {
   bool simple = !name.empty() && !(name[0] >= '0' && name[0] <= '9');
+  for (char c : name) simple = simple && is_simple_symbol_char(c);
+  if (simple) return name;
+  std::string out = "|";
+  out.reserve(name.size() + 2);
   for (char c : name) {
-    if (!simple) break;
-    const bool alnum = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9');
-    simple = alnum || (c != '\0' && std::strchr("~!@$%^&*_-+=<>.?/", c) != nullptr);
+    if (!needs_escape(c)) {
+      out += c;
+    } else if (c == '\n' || c == '\r') {
+      out += c == '\n' ? "\\n" : "\\r";
+    } else {
+      static constexpr char kHex[] = "0123456789abcdef";
+      const auto b = static_cast<unsigned char>(c);
+      out += "\\x";
+      out += kHex[b >> 4];
+      out += kHex[b & 0xfU];
+    }
   }
-  return simple ? name : "|" + name + "|";
+  out += '|';
+  return out;
+}
+
+std::optional<std::string> unquote_smtlib_symbol(std::string_view body) {
+  std::string name;
+  name.reserve(body.size());
+  for (std::size_t i = 0; i < body.size(); ++i) {
+    if (body[i] != '\\') {
+      name += body[i];
+      continue;
+    }
+    const std::string_view escape = body.substr(i + 1, 3);
+    if (escape.starts_with('n') || escape.starts_with('r')) {
+      name += escape[0] == 'n' ? '\n' : '\r';
+      i += 1;
+      continue;
+    }
+    if (escape.size() < 3 || escape[0] != 'x') return std::nullopt;
+    const int high = hex_digit_value(escape[1]);
+    const int low = hex_digit_value(escape[2]);
+    if (high < 0 || low < 0) return std::nullopt;
+    name += static_cast<char>(high * 16 + low);
+    i += 3;
+  }
+  return name;
 }
 
 const char* op_name(Op op) noexcept {

@@ -3,7 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kora/utils/hashtable.h"
@@ -184,8 +186,16 @@ bool is_model_value(const Term* t);
 bool is_terminal(const std::ostream& os);
 
 // name as it must be written in SMT-LIB: unchanged when it is a simple
-// symbol, otherwise between bars (|a b|).
+// symbol, otherwise between bars (|a b|). Between the bars a line feed is
+// written \n, a carriage return \r, and the bar, the backslash and every
+// other control character but tab \xHH (two lowercase hex digits), so that
+// the symbol stays on one line and unquote_smtlib_symbol reads it back.
 std::string smtlib_symbol(const std::string& name);
+
+// The name that the text between the bars of a printed quoted symbol stands
+// for: \n, \r and \xHH are read back as the bytes they stand for, every
+// other byte as itself. Null when a backslash starts anything else.
+std::optional<std::string> unquote_smtlib_symbol(std::string_view body);
 
 namespace hsh {
 // Terms hash by their identifier, never by address, so that iteration order
