@@ -147,7 +147,7 @@ class RuleChecker {
     }
   }
 
-public:
+ public:
   // Models rebuilt, and values that came from each source, over all runs.
   std::size_t checked = 0;
   std::size_t narrow = 0;
@@ -233,7 +233,8 @@ std::vector<RuleCase> all_cases() {
     cases.push_back({"bvmul odd second" + ws, {w, w}, bv_op(Op::BVMul), {0}, true});
     cases.push_back({"bvmul odd first" + ws, {w, w}, bv_op(Op::BVMul), {1}, true});
     for (std::size_t low = 1; low + w <= 5; ++low) {
-      add(cases, "concat" + ws, {w, low},
+      add(
+          cases, "concat" + ws, {w, low},
           [](TermManager& m, const std::vector<const Term*>& a) {
             return m.make_term(
                 m.make_bv_concat_symbol(a[0]->type()->width(), a[1]->type()->width()), a);
@@ -242,7 +243,8 @@ std::vector<RuleCase> all_cases() {
     }
     for (std::size_t msb = 0; msb < w; ++msb) {
       for (std::size_t lsb = 0; lsb <= msb; ++lsb) {
-        add(cases, "extract" + ws, {w},
+        add(
+            cases, "extract" + ws, {w},
             [msb, lsb](TermManager& m, const std::vector<const Term*>& a) {
               return m.make_term(m.make_bv_extract_symbol(msb, lsb, a[0]->type()->width()), a);
             },
@@ -250,12 +252,14 @@ std::vector<RuleCase> all_cases() {
       }
     }
     for (std::size_t k = 0; k <= w + 1; ++k) {
-      add(cases, "rotate_left" + ws, {w},
+      add(
+          cases, "rotate_left" + ws, {w},
           [k](TermManager& m, const std::vector<const Term*>& a) {
             return m.make_term(m.make_bv_rotate_left_symbol(k, a[0]->type()->width()), a);
           },
           1);
-      add(cases, "rotate_right" + ws, {w},
+      add(
+          cases, "rotate_right" + ws, {w},
           [k](TermManager& m, const std::vector<const Term*>& a) {
             return m.make_term(m.make_bv_rotate_right_symbol(k, a[0]->type()->width()), a);
           },

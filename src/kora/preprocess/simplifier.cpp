@@ -261,7 +261,8 @@ void Eliminator::release(const Term* a) {
     stack.pop_back();
     std::size_t& c = count(b);
     if (c == 0) continue;
-    if (--c == 0) {
+    // An assertion stays in the graph without parents.
+    if (--c == 0 && !is_assertion(b)) {
       for (const Term* child : b->args()) stack.push_back(child);
     }
   }
