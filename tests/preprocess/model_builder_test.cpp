@@ -15,6 +15,7 @@
 #include "kora/preprocess/simplifier.h"
 #include "kora/terms/term_manager.h"
 #include "support/evaluator.h"
+#include "support/preprocess_fixture.h"
 
 namespace kora::test {
 namespace {
@@ -25,25 +26,15 @@ using preprocess::simplify;
 using preprocess::Trail;
 using preprocess::validate;
 
-class ModelBuilderTest : public ::testing::Test {
+class ModelBuilderTest : public PreprocessTest {
  protected:
   ModelBuilderTest() { store.logger().set_verbosity(2); }
 
-  const Term* bv(const std::string& name, std::size_t w = 4) {
-    return mgr.make_constant(name, mgr.bv_type(w));
-  }
-  const Term* boolean(const std::string& name) { return mgr.make_constant(name, mgr.bool_type()); }
-  const Term* app(Op op, std::vector<const Term*> args) {
-    return mgr.make_term(mgr.make_bv_symbol(op, args[0]->type()->width()), args);
-  }
-  const Term* num(long x, std::size_t w = 4) { return mgr.make_bv_number(QNumber(x), w); }
-  const Term* pin(const Term* y) { return mgr.make_equal(y, y); }
   std::size_t log_lines() const {
     const std::string text = log.str();
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
   }
 
-  TermManager mgr;
   std::ostringstream log;
   ModelStore store{&mgr, &log};
 };

@@ -14,6 +14,7 @@
 #include "kora/model/model_store.h"
 #include "kora/preprocess/model_builder.h"
 #include "kora/terms/term_manager.h"
+#include "support/preprocess_fixture.h"
 
 namespace kora::test {
 namespace {
@@ -22,21 +23,7 @@ using preprocess::eliminable;
 using preprocess::Occurrences;
 using preprocess::simplify;
 
-class SimplifierTest : public ::testing::Test {
- protected:
-  const Term* bv(const std::string& name, std::size_t w = 4) {
-    return mgr.make_constant(name, mgr.bv_type(w));
-  }
-  const Term* boolean(const std::string& name) { return mgr.make_constant(name, mgr.bool_type()); }
-  const Term* app(Op op, std::vector<const Term*> args) {
-    return mgr.make_term(mgr.make_bv_symbol(op, args[0]->type()->width()), args);
-  }
-  const Term* num(long x, std::size_t w = 4) { return mgr.make_bv_number(QNumber(x), w); }
-  // A term that keeps y constrained: y occurs twice in it.
-  const Term* pin(const Term* y) { return mgr.make_equal(y, y); }
-
-  TermManager mgr;
-};
+using SimplifierTest = PreprocessTest;
 
 TEST_F(SimplifierTest, OccurrencesCountParentEdgesWithRepeats) {
   const Term* x = bv("x");
