@@ -58,8 +58,8 @@ class StagingStore final : public ModelStore {
 
   // The last value recorded for x in this call, or null.
   const Term* recorded(const Term* x) const {
-    for (auto it = staged_.rbegin(); it != staged_.rend(); ++it) {
-      if ((*it)->arg(0) == x) return (*it)->arg(1);
+    for (std::size_t i = staged_.size(); i-- > 0;) {
+      if (staged_[i]->arg(0) == x) return staged_[i]->arg(1);
     }
     return nullptr;
   }
@@ -208,7 +208,7 @@ void Builder::default_remaining(const std::vector<const Term*>& assertions) {
 RebuildStats rebuild(TermManager& mgr, ModelStore& store, const Trail& trail,
                      const std::vector<const Term*>& original_assertions) {
   Builder builder(mgr, store);
-  for (auto it = trail.steps.rbegin(); it != trail.steps.rend(); ++it) builder.step(*it);
+  for (std::size_t i = trail.steps.size(); i-- > 0;) builder.step(trail.steps[i]);
   builder.default_remaining(original_assertions);
   return builder.stats();
 }

@@ -1,6 +1,7 @@
 #include "kora/preprocess/simplifier.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -143,6 +144,12 @@ class Eliminator {
   // One bottom-up pass over the current assertions; the number of
   // eliminations made.
   std::size_t pass();
+  // Fills the result's counts by operator name.
+  void name_counts() const {
+    for (std::size_t op = 0; op < kOpCount; ++op) {
+      if (by_op_[op] != 0) out_.eliminated_by_op[op_name(static_cast<Op>(op))] += by_op_[op];
+    }
+  }
 
  private:
   std::size_t& count(const Term* t) {
@@ -179,6 +186,8 @@ class Eliminator {
   std::vector<std::size_t> count_;
   std::vector<bool> assertion_;
   std::vector<const Term*> form_;
+  // Counted by operator while eliminating: naming them costs a string each.
+  std::array<std::size_t, kOpCount> by_op_{};
 };
 
 std::size_t Eliminator::pass() {
@@ -229,7 +238,7 @@ const Term* Eliminator::eliminate(const Term* t, const Decision& d) {
     release(t->arg(d.side));
   }
   out_.trail.steps.push_back({t, replacement, u, d.free});
-  ++out_.eliminated_by_op[op_name(t->get_symbol()->op())];
+  ++by_op_[static_cast<std::size_t>(t->get_symbol()->op())];
   ++out_.eliminated;
   return replacement;
 }
@@ -332,6 +341,7 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
   do {
     ++out.passes;
   } while (eliminator.pass() != 0);
+  eliminator.name_counts();
   return out;
 }
 
