@@ -33,8 +33,10 @@ struct RuleCase {
   std::vector<std::size_t> widths;  // argument widths, 0 for Bool
   Build build;
   std::vector<std::size_t> unconstrained;  // positions
-  // The other arguments are odd numerals (bvmul) rather than constants.
-  bool odd_numerals = false;
+  // What the other arguments are: constants, or numerals (every one, or
+  // the odd ones for bvmul).
+  enum class Others { Constants, Numerals, OddNumerals };
+  Others others = Others::Constants;
 };
 
 const Term* value_term(TermManager& mgr, std::size_t w, std::uint64_t x) {
@@ -66,12 +68,13 @@ class RuleChecker {
   void run() {
     const std::size_t n = c_.widths.size();
     std::vector<std::uint64_t> others(n, 0);
-    if (!c_.odd_numerals) {
+    if (c_.others == RuleCase::Others::Constants) {
       setup(others);
       for_each_assignment(others, 0);
       return;
     }
-    for (std::uint64_t k = 1; k < value_count(c_.widths[0]); k += 2) {
+    const bool odd = c_.others == RuleCase::Others::OddNumerals;
+    for (std::uint64_t k = odd ? 1 : 0; k < value_count(c_.widths[0]); k += odd ? 2 : 1) {
       for (std::size_t i = 0; i < n; ++i) others[i] = k;
       setup(others);
       check_values(others);
@@ -90,7 +93,7 @@ class RuleChecker {
       if (is_unconstrained_position(c_, i)) {
         args.push_back(mgr_.make_constant("x" + std::to_string(i), type));
         xs.push_back(args.back());
-      } else if (c_.odd_numerals) {
+      } else if (c_.others != RuleCase::Others::Constants) {
         args.push_back(value_term(mgr_, w, numerals[i]));
       } else {
         constants_[i] = mgr_.make_constant("y" + std::to_string(i), type);
@@ -206,7 +209,7 @@ void add(std::vector<RuleCase>& cases, const std::string& name, std::vector<std:
   for (const auto& s : subsets(widths.size(), least)) {
     std::string label = name + " free";
     for (std::size_t p : s) label += " " + std::to_string(p);
-    cases.push_back({label, widths, build, s, false});
+    cases.push_back({label, widths, build, s, RuleCase::Others::Constants});
   }
 }
 
@@ -230,8 +233,20 @@ std::vector<RuleCase> all_cases() {
     }
     add(cases, "= bv" + ws, {w, w}, bool_op(Op::Equal), 1);
     add(cases, "ite bv" + ws, {0, w, w}, bool_op(Op::Ite), 2);
-    cases.push_back({"bvmul odd second" + ws, {w, w}, bv_op(Op::BVMul), {0}, true});
-    cases.push_back({"bvmul odd first" + ws, {w, w}, bv_op(Op::BVMul), {1}, true});
+    const auto odd = RuleCase::Others::OddNumerals;
+    cases.push_back({"bvmul odd second" + ws, {w, w}, bv_op(Op::BVMul), {0}, odd});
+    cases.push_back({"bvmul odd first" + ws, {w, w}, bv_op(Op::BVMul), {1}, odd});
+    // A comparison against a numeral: a fresh Boolean, or the expression
+    // when the numeral is the end that fixes it.
+    for (Op op : {Op::BVUlt, Op::BVUle, Op::BVSlt, Op::BVSle}) {
+      for (std::size_t side : {0, 1}) {
+        cases.push_back({std::string(op_name(op)) + " numeral" + ws,
+                         {w, w},
+                         bv_op(op),
+                         {side},
+                         RuleCase::Others::Numerals});
+      }
+    }
     for (std::size_t low = 1; low + w <= 5; ++low) {
       add(
           cases, "concat" + ws, {w, low},

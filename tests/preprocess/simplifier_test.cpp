@@ -110,6 +110,22 @@ TEST_F(SimplifierTest, ComparisonWithOneUnconstrainedSideBecomesAnExpression) {
   }
 }
 
+// Against a numeral the comparison is open unless the numeral is the end
+// that fixes it: then it stays an expression.
+TEST_F(SimplifierTest, ComparisonWithANumeralBecomesAFreshBoolean) {
+  const Term* x = bv("x");
+  const auto open = simplify(mgr, {app(Op::BVUle, {x, num(5)})});
+  ASSERT_EQ(open.trail.steps.size(), 1u);
+  EXPECT_EQ(open.trail.steps[0].replacement, open.trail.steps[0].fresh);
+  EXPECT_EQ(open.assertions[0], open.trail.steps[0].fresh);
+  // x <= MAX: always true, so the fresh Boolean cannot take it over alone.
+  const Term* at_end = app(Op::BVUle, {x, num(15)});
+  const auto fixed = simplify(mgr, {mgr.make_not(at_end), mgr.make_iff(at_end, at_end)});
+  ASSERT_EQ(fixed.trail.steps.size(), 1u);
+  const auto& step = fixed.trail.steps[0];
+  EXPECT_EQ(step.replacement, mgr.make_or(step.fresh, mgr.make_equal(num(15), num(15))));
+}
+
 // x + (y * z) with x unconstrained drops the product, which leaves y with a
 // single occurrence under a negation that the first pass had already passed.
 TEST_F(SimplifierTest, LateUnconstrainedTermsAreFoundInALaterPass) {

@@ -81,6 +81,21 @@ bool is_odd_numeral(const TermManager& mgr, const Term* t) {
   return q != nullptr && !(*q / 2L).is_integer();
 }
 
+// The end of the range that decides a comparison with one unconstrained
+// side x: x <= t and t < x are fixed when t is the top (MAX), x < t and
+// t <= x when t is the bottom (MIN); signed or unsigned as the operator.
+QNumber comparison_end(const Term* t, std::size_t side) {
+  const Op op = t->get_symbol()->op();
+  const bool strict = op == Op::BVUlt || op == Op::BVSlt;
+  const bool is_signed = op == Op::BVSlt || op == Op::BVSle;
+  const bool top = (side == 0) != strict;
+  const std::size_t w = t->arg(0)->type()->width();
+  QNumber p;
+  BVNumber::pow2(is_signed ? w - 1 : w, &p);
+  if (is_signed) return top ? QNumber(p - 1L) : p;
+  return top ? QNumber(p - 1L) : QNumber(0L);
+}
+
 // The rule that applies to t, given which terms are unconstrained. Only
 // Boolean and bit-vector terms over Boolean and bit-vector arguments are
 // considered: those are the sorts whose values the calculators and the
@@ -113,8 +128,12 @@ Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrain
       break;
     case Needs::Compare:
       if (n == 1) {
-        d.kind = Decision::Kind::Compare;
+        // Against a numeral other than the end, x can give the comparison
+        // either value: a fresh Boolean, as with both sides unconstrained.
         d.side = d.free[0] == t->arg(0) ? 0 : 1;
+        const QNumber* c = mgr.find_number(t->arg(1 - d.side)->get_symbol());
+        const bool open = c != nullptr && !(*c == comparison_end(t, d.side));
+        d.kind = open ? Decision::Kind::Fresh : Decision::Kind::Compare;
         return d;
       }
       ok = n == 2;
@@ -124,14 +143,6 @@ Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrain
   }
   if (ok) d.kind = Decision::Kind::Fresh;
   return d;
-}
-
-// The ends of a comparison's range: signed or unsigned, top or bottom.
-const Term* range_end(TermManager& mgr, std::size_t w, bool is_signed, bool top) {
-  if (!is_signed) return top ? mgr.make_bv_number(-1, w) : mgr.make_bv_number(0, w);
-  QNumber half;
-  BVNumber::pow2(w - 1, &half);
-  return mgr.make_bv_number(top ? QNumber(half - 1L) : half, w);
 }
 
 }  // namespace
@@ -249,11 +260,9 @@ const Term* Eliminator::eliminate(const Term* t, const Decision& d) {
 const Term* Eliminator::compare_replacement(const Term* t, const Decision& d, const Term* u) {
   const Op op = t->get_symbol()->op();
   const bool strict = op == Op::BVUlt || op == Op::BVSlt;
-  const bool is_signed = op == Op::BVSlt || op == Op::BVSle;
   const Term* other = t->arg(1 - d.side);
-  const bool x_first = d.side == 0;
-  const bool top = x_first != strict;
-  const Term* eq = mgr_.make_equal(other, range_end(mgr_, other->type()->width(), is_signed, top));
+  const Term* end = mgr_.make_bv_number(comparison_end(t, d.side), other->type()->width());
+  const Term* eq = mgr_.make_equal(other, end);
   // The new terms count as occurring once more than they may: a count too
   // high only ever holds an elimination back.
   ++count(eq);

@@ -20,7 +20,8 @@
 //   bvult, bvule, bvslt, bvsle                       both: a fresh Boolean;
 //     one, x against t: x <= t becomes (u or t = MAX), x < t becomes
 //     (u and t != MIN), t <= x becomes (u or t = MIN), t < x becomes
-//     (u and t != MAX), with the signed ends for the signed operators.
+//     (u and t != MAX), with the signed ends for the signed operators;
+//     against a numeral other than that end, a fresh Boolean.
 // The SMT-LIB operators the term layer lacks are built from these by their
 // definitions, and the rules reach them by composition: bvnand and bvnor are
 // bvnot over bvand/bvor, bvxnor is bvnot over bvxor, xor and distinct are
