@@ -147,8 +147,10 @@ Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrain
 
 }  // namespace
 
-// One application per distinct term; counts and assertion marks of the terms
-// made during a pass live in the same tables.
+// Runs the passes of simplify. Each pass starts from exact occurrence counts
+// and keeps them up to date as it removes edges; the terms it makes (rebuilt
+// parents, fresh constants, comparison expressions) get their entries in the
+// same tables.
 class Eliminator {
  public:
   Eliminator(TermManager& mgr, Simplified& out) : mgr_(mgr), out_(out) {}
@@ -203,8 +205,8 @@ class Eliminator {
 
 std::size_t Eliminator::pass() {
   Occurrences occ(out_.assertions);
-  count_ = occ.count_;
-  assertion_ = occ.assertion_;
+  count_ = std::move(occ.count_);
+  assertion_ = std::move(occ.assertion_);
   form_.assign(mgr_.term_count() + 1, nullptr);
   std::size_t made = 0;
   for (const Term* t : occ.post_order()) {
