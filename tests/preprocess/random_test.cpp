@@ -22,6 +22,8 @@
 namespace kora::test {
 namespace {
 
+using preprocess::constants_of;
+
 constexpr std::size_t kMaxBits = 10;  // per problem, so brute force stays cheap
 
 std::size_t bits_of(const Term* t) {
@@ -178,23 +180,6 @@ class FormulaGenerator {
   std::size_t bits_ = 0;
   std::size_t names_ = 0;
 };
-
-// The constants of the assertions, each once.
-std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions) {
-  std::vector<const Term*> found;
-  std::vector<const Term*> stack(assertions.begin(), assertions.end());
-  std::vector<bool> seen;
-  while (!stack.empty()) {
-    const Term* t = stack.back();
-    stack.pop_back();
-    if (t->id() >= seen.size()) seen.resize(t->id() + 1);
-    if (seen[t->id()]) continue;
-    seen[t->id()] = true;
-    if (t->get_symbol()->op() == Op::Constant) found.push_back(t);
-    for (const Term* a : t->args()) stack.push_back(a);
-  }
-  return found;
-}
 
 const Term* value_term(TermManager& mgr, const Term* c, std::uint64_t x) {
   if (c->type()->is_bool()) return x != 0 ? mgr.true_term() : mgr.false_term();

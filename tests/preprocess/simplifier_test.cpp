@@ -47,6 +47,16 @@ TEST_F(SimplifierTest, OccurrencesCountParentEdgesWithRepeats) {
   EXPECT_LT(std::find(order.begin(), order.end(), sum), std::find(order.begin(), order.end(), a1));
 }
 
+TEST_F(SimplifierTest, ConstantsOfListEachOnceInFirstOccurrenceOrder) {
+  const Term* x = bv("x");
+  const Term* y = bv("y");
+  const Term* p = boolean("p");
+  const Term* a1 = mgr.make_and(mgr.make_equal(app(Op::BVAdd, {y, x}), num(1)), p);
+  const Term* a2 = mgr.make_equal(x, bv("z"));
+  EXPECT_EQ(preprocess::constants_of({a1, a2, a1}), (std::vector<const Term*>{y, x, p, bv("z")}));
+  EXPECT_TRUE(preprocess::constants_of({mgr.true_term(), num(3)}).empty());
+}
+
 TEST_F(SimplifierTest, AnAssertionIsNeverUnconstrained) {
   const Term* b = boolean("b");
   const Occurrences occ({b});

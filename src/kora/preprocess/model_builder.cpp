@@ -187,19 +187,10 @@ bool Builder::agrees(const Replacement& r, const Term* v) {
 }
 
 void Builder::default_remaining(const std::vector<const Term*>& assertions) {
-  std::vector<bool> seen;
-  std::vector<const Term*> stack(assertions.rbegin(), assertions.rend());
-  while (!stack.empty()) {
-    const Term* t = stack.back();
-    stack.pop_back();
-    if (t->id() >= seen.size()) seen.resize(std::max<std::size_t>(t->id() + 1, seen.size() * 2));
-    if (seen[t->id()]) continue;
-    seen[t->id()] = true;
-    if (t->get_symbol()->op() == Op::Constant && store_.value_of(t) == nullptr) {
-      store_.set_value(t, store_.default_value(t->type()));
-      ++stats_.defaulted;
-    }
-    for (const Term* a : t->args()) stack.push_back(a);
+  for (const Term* c : constants_of(assertions)) {
+    if (store_.value_of(c) != nullptr) continue;
+    store_.set_value(c, store_.default_value(c->type()));
+    ++stats_.defaulted;
   }
 }
 

@@ -356,6 +356,15 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
   return out;
 }
 
+std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions) {
+  const Occurrences occ(assertions);
+  std::vector<const Term*> found;
+  for (const Term* t : occ.post_order()) {
+    if (t->get_symbol()->op() == Op::Constant) found.push_back(t);
+  }
+  return found;
+}
+
 std::vector<const Term*> eliminable(const TermManager& mgr,
                                     const std::vector<const Term*>& assertions) {
   const Occurrences occ(assertions);

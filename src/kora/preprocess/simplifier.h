@@ -96,6 +96,11 @@ class Occurrences {
   std::vector<bool> assertion_;     // by term identifier
 };
 
+// The uninterpreted constants of the assertions, each once, in the order a
+// left-to-right depth-first walk meets them: after simplify, the constants a
+// back end must give values to.
+std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions);
+
 // The applications of the graph of the assertions that some rule would
 // eliminate now; empty exactly at a fixed point.
 std::vector<const Term*> eliminable(const TermManager& mgr,
