@@ -14,6 +14,7 @@ ever slows a run down) and prints, as Markdown tables:
     insert + find per key (target: no slower than std::unordered_map);
   - each calculator's calls per second, its cost over the term-manager work
     it cannot avoid (target: <= 2x), and the complete inverter beside it;
+  - elimination and rebuilding per application on chains of growing length;
   - kora-adhoc's commands per second and peak memory.
 Python 3 standard library only.
 """
@@ -156,6 +157,23 @@ def calc_table(rates, out):
     out.append("")
 
 
+def preprocess_table(rates, out):
+    sizes = sorted({int(n.split("/")[2]) for n in rates if n.startswith("preprocess/")})
+    out.append("### Elimination and rebuilding (per application of the chain; growth: "
+               "against the smallest chain)")
+    out.append("")
+    out.append("| applications | simplify | growth | rebuild + validate | growth |")
+    out.append("|---|---|---|---|---|")
+    first = {row: ns(rates, "preprocess/%s/%d" % (row, sizes[0])) for row in ("simplify", "rebuild")}
+    for n in sizes:
+        cells = []
+        for row in ("simplify", "rebuild"):
+            t = ns(rates, "preprocess/%s/%d" % (row, n))
+            cells += [fmt_ns(t), fmt_ratio(ratio(t, first[row]))]
+        out.append("| %d | %s |" % (n, " | ".join(cells)))
+    out.append("")
+
+
 def adhoc_table(path, out):
     with open(path) as f:
         a = json.load(f)
@@ -188,6 +206,8 @@ def main():
         hashtable_table(rates, out)
     if any(n.startswith("calc/") for n in rates):
         calc_table(rates, out)
+    if any(n.startswith("preprocess/") for n in rates):
+        preprocess_table(rates, out)
     if args.adhoc:
         adhoc_table(args.adhoc, out)
     text = "\n".join(out)
