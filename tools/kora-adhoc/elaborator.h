@@ -4,11 +4,20 @@
 #include <string>
 #include <unordered_map>
 
-#include "kora-adhoc/reader.h"
+#include "kora/smtlib/reader.h"
 #include "kora/terms/term.h"
 #include "kora/terms/term_manager.h"
 
 namespace kora::frontend {
+
+// The front end reads its scripts with the shared SMT-LIB lexer and reader.
+using smtlib::describe;
+using smtlib::InputError;
+using smtlib::Node;
+using smtlib::Position;
+using smtlib::printed_symbol;
+using smtlib::Reader;
+using smtlib::shorten;
 
 // Bit-vectors wider than this are refused: a numeral prints (and is stored)
 // with one digit per four bits, so an unchecked width written in a few bytes

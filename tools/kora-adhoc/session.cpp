@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "kora-adhoc/elaborator.h"
-#include "kora-adhoc/reader.h"
 #include "kora/calculators/adhoc_calculator.h"
 #include "kora/calculators/calculator_table.h"
 #include "kora/model/model_store.h"

@@ -1,8 +1,8 @@
-#include "kora-adhoc/reader.h"
+#include "kora/smtlib/reader.h"
 
 #include <utility>
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 namespace {
 
@@ -139,4 +139,4 @@ std::optional<const Node*> Reader::next() {
   return root;
 }
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

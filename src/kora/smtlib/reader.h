@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "kora-adhoc/lexer.h"
+#include "kora/smtlib/lexer.h"
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 // A problem with the input, at the position of the offending token.
 class InputError : public std::runtime_error {
@@ -70,4 +70,4 @@ class Reader {
   std::optional<Token> pending_;
 };
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib
