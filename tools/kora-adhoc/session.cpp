@@ -40,9 +40,7 @@ std::string error_response(const std::string& message) {
   return "(error \"" + escape(message) + "\")";
 }
 
-std::string quote(const Node& n) {
-  return "'" + describe(n) + "'";
-}
+using smtlib::quote;
 
 // Where a message about a term points: its operator when it has one.
 Position operator_pos(const Node& n) {
