@@ -9,15 +9,16 @@ namespace kora::frontend {
 
 namespace {
 
-using smtlib::bv_literal;
-using smtlib::bv_numeral;
+using smtlib::atom;
 using smtlib::bv_sort;
 using smtlib::const_array_operator;
 using smtlib::find_indexed_operator;
 using smtlib::find_operator;
+using smtlib::indexed_constant;
 using smtlib::indexed_head;
 using smtlib::is_numeral_text;
 using smtlib::quote;
+using smtlib::unknown_constant;
 
 constexpr Dialect kDialect = Dialect::Native;
 
@@ -140,49 +141,18 @@ const Term* Elaborator::leaf(const Node& n) {
       if (n.text == "false") return mgr_->false_term();
       auto it = constants_.find(n.text);
       if (it != constants_.end()) return it->second;
-      if (find_operator(n.text, kDialect) != nullptr) {
-        throw InputError(n.pos,
-                         "operator " + quote(n) + " needs arguments: write (" + n.text + " ...)");
-      }
-      throw InputError(n.pos, "unknown constant " + quote(n));
+      unknown_constant(n, kDialect);
     }
-    case Node::Kind::Binary:
-    case Node::Kind::Hex:
-      return bv_literal(*mgr_, n);
-    case Node::Kind::Numeral:
-      throw InputError(n.pos,
-                       "a bare numeral is not a term: write a bit-vector literal such as "
-                       "#x0a, #b1010 or (_ bv" +
-                           shorten(n.text) + " 8)");
-    case Node::Kind::Decimal:
-      throw InputError(n.pos, "decimals are not supported, got " + quote(n));
-    case Node::Kind::String:
-      throw InputError(n.pos, "a string is not a term, got " + quote(n));
-    case Node::Kind::Keyword:
-      throw InputError(n.pos, "a keyword is not a term, got " + quote(n));
     case Node::Kind::List:
       break;
+    default:
+      return atom(*mgr_, n);
   }
   if (n.children.empty()) throw InputError(n.pos, "expected a term, got '()'");
   const Node& h = *n.children[0];
-  if (h.is_reserved("_")) return indexed_literal(n);
+  if (h.is_reserved("_")) return indexed_constant(*mgr_, n, kDialect);
   if (h.is_reserved("as")) return abstract_value(n);
   return nullptr;
-}
-
-const Term* Elaborator::indexed_literal(const Node& n) {
-  const std::vector<const Node*>& c = n.children;
-  if (c.size() < 2 || !c[1]->is_symbol()) {
-    throw InputError(n.pos, "expected an indexed identifier such as (_ bv5 8), got " + quote(n));
-  }
-  if (const Term* t = bv_numeral(*mgr_, n)) return t;
-  const Node& id = *c[1];
-  if (id.is_reserved("BitVec")) throw InputError(n.pos, quote(n) + " is a sort, not a term");
-  if (find_indexed_operator(id.text, kDialect) != nullptr) {
-    throw InputError(n.pos, "indexed operator " + quote(n) + " needs an argument: write (" +
-                                describe(n) + " TERM)");
-  }
-  throw InputError(id.pos, "unknown indexed identifier " + quote(id));
 }
 
 const Term* Elaborator::abstract_value(const Node& n) {

@@ -50,7 +50,6 @@ class Elaborator {
   // (as @K U)); null for an application.
   const Term* leaf(const Node& n);
   OperatorHead head(const Node& app);
-  const Term* indexed_literal(const Node& n);
   const Term* abstract_value(const Node& n);
   // name of a declaration, checked against the built-in names.
   std::string new_name(const Node& n, const char* what) const;

@@ -216,6 +216,61 @@ const Term* bv_numeral(TermManager& mgr, const Node& n) {
   return mgr.make_bv_gmp(value.get_mpz_t(), w);
 }
 
+const Term* atom(TermManager& mgr, const Node& n) {
+  switch (n.kind) {
+    case Node::Kind::Binary:
+    case Node::Kind::Hex:
+      return bv_literal(mgr, n);
+    case Node::Kind::Numeral:
+      throw InputError(n.pos,
+                       "a bare numeral is not a term: write a bit-vector literal such as "
+                       "#x0a, #b1010 or (_ bv" +
+                           shorten(n.text) + " 8)");
+    case Node::Kind::Decimal:
+      throw InputError(n.pos, "decimals are not supported, got " + quote(n));
+    case Node::Kind::String:
+      throw InputError(n.pos, "a string is not a term, got " + quote(n));
+    case Node::Kind::Keyword:
+      throw InputError(n.pos, "a keyword is not a term, got " + quote(n));
+    default:
+      throw InputError(n.pos, "expected a term, got " + quote(n));
+  }
+}
+
+const Term* indexed_constant(TermManager& mgr, const Node& n, Dialect dialect) {
+  const std::vector<const Node*>& c = n.children;
+  if (c.size() < 2 || !c[1]->is_symbol()) {
+    throw InputError(n.pos, "expected an indexed identifier such as (_ bv5 8), got " + quote(n));
+  }
+  if (const Term* t = bv_numeral(mgr, n)) return t;
+  const Node& id = *c[1];
+  if (id.is_reserved("BitVec")) throw InputError(n.pos, quote(n) + " is a sort, not a term");
+  if (find_indexed_operator(id.text, dialect) != nullptr) {
+    throw InputError(n.pos, "indexed operator " + quote(n) + " needs an argument: write (" +
+                                describe(n) + " TERM)");
+  }
+  throw InputError(id.pos, "unknown indexed identifier " + quote(id));
+}
+
+void unknown_constant(const Node& n, Dialect dialect) {
+  if (find_operator(n.text, dialect) != nullptr) {
+    throw InputError(n.pos,
+                     "operator " + quote(n) + " needs arguments: write (" + n.text + " ...)");
+  }
+  throw InputError(n.pos, "unknown constant " + quote(n));
+}
+
+void expect_arguments(const Node& cmd, std::size_t n, const char* usage) {
+  std::size_t got = cmd.children.size() - 1;
+  if (got == n) return;
+  const std::string& name = cmd.children[0]->text;
+  std::string msg = name + " expects " +
+                    (n == 0 ? std::string("no arguments")
+                            : std::to_string(n) + (n == 1 ? " argument" : " arguments")) +
+                    ", got " + std::to_string(got) + ": write " + usage;
+  throw InputError(got < n ? cmd.end : cmd.children[n + 1]->pos, msg);
+}
+
 OperatorHead indexed_head(const Node& h, Dialect dialect) {
   const std::vector<const Node*>& c = h.children;
   if (c.size() < 2 || !c[0]->is_reserved("_") || !c[1]->is_symbol()) {

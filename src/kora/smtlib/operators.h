@@ -86,6 +86,13 @@ const DataType* bv_sort(TermManager& mgr, const Node& n);
 const Term* bv_literal(TermManager& mgr, const Node& n);
 // (_ bvN W), or null when the identifier is not bvDIGITS.
 const Term* bv_numeral(TermManager& mgr, const Node& n);
+// The term of an atom that is not a symbol: #b and #x literals; every other
+// kind is refused.
+const Term* atom(TermManager& mgr, const Node& n);
+// (_ bvN W); anything else written (_ ...) as a term is refused.
+const Term* indexed_constant(TermManager& mgr, const Node& n, Dialect dialect);
+// Refuses a symbol that names no constant.
+[[noreturn]] void unknown_constant(const Node& n, Dialect dialect);
 // The head of ((_ NAME I [J]) ...), checked.
 OperatorHead indexed_head(const Node& h, Dialect dialect);
 
@@ -94,6 +101,9 @@ OperatorHead indexed_head(const Node& h, Dialect dialect);
 // operator.
 const Term* apply_operator(TermManager& mgr, const OperatorHead& h, const Node& app,
                            const std::vector<const Term*>& args);
+
+// Refuses a command that does not have exactly n arguments, with its usage.
+void expect_arguments(const Node& cmd, std::size_t n, const char* usage);
 
 // Pieces of messages.
 std::string quote(const Node& n);

@@ -64,6 +64,29 @@ std::string describe(const Node& n, std::size_t limit) {
   return shorten(out, limit);
 }
 
+std::string source_text(const Node& root) {
+  std::string out;
+  // Each entry is a node to write, or null for a list's ')'.
+  std::vector<const Node*> stack{&root};
+  while (!stack.empty()) {
+    const Node* n = stack.back();
+    stack.pop_back();
+    if (n == nullptr) {
+      out += ')';
+      continue;
+    }
+    if (!out.empty() && out.back() != '(') out += ' ';
+    if (!n->is_list()) {
+      render(*n, out, std::string::npos);
+      continue;
+    }
+    out += '(';
+    stack.push_back(nullptr);
+    for (std::size_t k = n->children.size(); k-- > 0;) stack.push_back(n->children[k]);
+  }
+  return out;
+}
+
 Node* Reader::make(Node::Kind kind, Position pos, std::string text, bool quoted) {
   Node& n = nodes_.emplace_back();
   n.kind = kind;
