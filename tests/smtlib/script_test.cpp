@@ -168,6 +168,27 @@ TEST_F(Script, DefinedFunctionsExpandWithoutBlowingUp) {
             last_term(text + "(get-value ((f1 x)))"));
 }
 
+// Each level calls the last with two different arguments: the body doubles
+// per level, and the first definition past the budget is refused (so the
+// later ones name an unknown function).
+TEST_F(Script, ExpansionIsBounded) {
+  std::string text = "(define-fun f0 ((a (_ BitVec 8))) (_ BitVec 8) a)";
+  for (int i = 1; i <= 30; ++i) {
+    std::string prev = "f" + std::to_string(i - 1);
+    text += "(define-fun f" + std::to_string(i) + " ((a (_ BitVec 8))) (_ BitVec 8) (bvmul (" +
+            prev + " (bvadd a #x01)) (" + prev + " (bvadd a #x02))))";
+  }
+  std::vector<Command> c =
+      read(text + "(declare-const x (_ BitVec 8))(assert (= (f30 x) x))(assert (= (f0 x) x))");
+  ASSERT_GT(errors_.size(), 1U);
+  EXPECT_NE(errors_[0].find("takes more than 1048576 steps"), std::string::npos) << errors_[0];
+  for (std::size_t k = 1; k < errors_.size(); ++k) {
+    EXPECT_NE(errors_[k].find("unknown function or operator"), std::string::npos) << errors_[k];
+  }
+  ASSERT_FALSE(c.empty());
+  EXPECT_EQ(c.back().kind, Kind::Assert);
+}
+
 TEST_F(Script, ParametersShadowConstantsAndArgumentsAreSubstitutedSimultaneously) {
   const Term* t = last_term(
       "(declare-const a (_ BitVec 8))(declare-const b (_ BitVec 8))"
@@ -270,6 +291,10 @@ TEST_F(Script, ErrorsOfTerms) {
             "t.smt2:2:20: distinct expects at least 2 arguments, got 1");
   EXPECT_EQ(error_of("(assert (= x y true))"),
             "t.smt2:2:16: = expects arguments of the same sort, got (_ BitVec 8) and Bool");
+  std::string many = "(assert (distinct";
+  for (int i = 0; i < 257; ++i) many += " x";
+  EXPECT_EQ(error_of(many + "))"),
+            "t.smt2:2:531: distinct over more than 256 arguments is not supported");
   EXPECT_EQ(error_of("(assert (let ((z x) (z y)) true))"),
             "t.smt2:2:21: 'z' is bound twice in one let");
   EXPECT_EQ(error_of("(assert (let () true))"),

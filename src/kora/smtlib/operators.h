@@ -17,7 +17,7 @@ namespace kora::smtlib {
 inline constexpr std::size_t kMaxWidth = std::size_t{1} << 20;
 // distinct expands into one disequality per pair of arguments, so its
 // argument count is bounded to keep that quadratic term small.
-inline constexpr std::size_t kMaxDistinctArguments = 1000;
+inline constexpr std::size_t kMaxDistinctArguments = 256;
 
 // Which operators a reader accepts. Native: exactly the operators of the
 // term layer, `=` binary (kora-adhoc's language). Standard: the whole of

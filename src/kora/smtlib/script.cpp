@@ -52,6 +52,7 @@ std::optional<Command> ScriptReader::Impl::next() {
   if (!cmd) return std::nullopt;
   const std::size_t names = names_.mark();
   const std::size_t sorts = sorts_.mark();
+  expansion_steps_ = 0;
   try {
     Command out = command(**cmd);
     commit_named();

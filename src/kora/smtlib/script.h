@@ -14,6 +14,12 @@
 
 namespace kora::smtlib {
 
+// Expanding defined functions can make a term graph exponential in the
+// script's length (each level calling the last with two different
+// arguments), so one command may visit at most this many terms while it
+// expands them.
+inline constexpr std::size_t kMaxExpansionSteps = std::size_t{1} << 20;
+
 // One command of a standard SMT-LIB 2 script, elaborated.
 struct Command {
   enum class Kind : unsigned char {

@@ -3,6 +3,7 @@
 // The script reader's state, shared by its command and term halves.
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <string>
 #include <unordered_map>
@@ -104,7 +105,7 @@ class ScriptReader::Impl {
   const Term* elaborate(const Node& root);
   const Term* symbol(const Node& n);
   const Term* call(const Function& f, const Node& app, const std::vector<const Term*>& args);
-  const Term* substitute(const Function& f, const std::vector<const Term*>& args);
+  const Term* substitute(const Function& f, const Node& app, const std::vector<const Term*>& args);
   void annotate(const Node& n, const Term* t);
   void commit_named();
 
@@ -120,6 +121,12 @@ class ScriptReader::Impl {
   // Inside the body of a function with parameters, where a name could only
   // stand for a term over the placeholders.
   bool in_function_ = false;
+  // Terms visited by expansions in the current command.
+  std::size_t expansion_steps_ = 0;
+  // substitute's memo by term identifier, valid where stamps_ holds stamp_.
+  std::vector<const Term*> memo_;
+  std::vector<std::uint32_t> stamps_;
+  std::uint32_t stamp_ = 0;
 };
 
 }  // namespace kora::smtlib

@@ -1,6 +1,7 @@
 // Sorts and terms of the script reader: let, annotations, qualified
 // identifiers and the expansion of defined functions.
-#include <unordered_map>
+#include <algorithm>
+#include <cstdint>
 
 #include "kora/smtlib/script_internal.h"
 
@@ -226,42 +227,60 @@ const Term* ScriptReader::Impl::call(const Function& f, const Node& app,
                                                      ", got " + sort_text(args[k]));
     }
   }
-  return substitute(f, args);
+  return substitute(f, app, args);
 }
 
 // The body with each placeholder replaced by its argument, rebuilt bottom
 // up over the DAG: every distinct subterm is visited once, and the manager
-// shares what the rebuilt terms have in common.
-const Term* ScriptReader::Impl::substitute(const Function& f,
+// shares what the rebuilt terms have in common. The memo is indexed by the
+// dense term identifiers and stamped per call, so it is never cleared.
+const Term* ScriptReader::Impl::substitute(const Function& f, const Node& app,
                                            const std::vector<const Term*>& args) {
-  std::unordered_map<const Term*, const Term*> done;
-  for (std::size_t k = 0; k < args.size(); ++k) done.emplace(f.params[k], args[k]);
+  const std::size_t size = mgr_->term_count() + 1;
+  if (memo_.size() < size) {
+    memo_.resize(size);
+    stamps_.resize(size, 0);
+  }
+  if (++stamp_ == 0) {  // the stamps wrapped: forget every old entry
+    std::fill(stamps_.begin(), stamps_.end(), 0);
+    stamp_ = 1;
+  }
+  auto done = [&](const Term* t) { return stamps_[t->id()] == stamp_; };
+  auto set = [&](const Term* t, const Term* value) {
+    stamps_[t->id()] = stamp_;
+    memo_[t->id()] = value;
+  };
+  for (std::size_t k = 0; k < args.size(); ++k) set(f.params[k], args[k]);
   std::vector<std::pair<const Term*, bool>> stack{{f.body, false}};
   std::vector<const Term*> rebuilt;
   while (!stack.empty()) {
     auto [t, expanded] = stack.back();
     stack.pop_back();
-    if (done.contains(t)) continue;
+    if (done(t)) continue;
+    if (++expansion_steps_ > kMaxExpansionSteps) {
+      throw InputError(app.pos, "expanding the defined functions of this command takes more than " +
+                                    std::to_string(kMaxExpansionSteps) + " steps");
+    }
     if (t->arity() == 0) {
-      done.emplace(t, t);
+      set(t, t);
       continue;
     }
     if (!expanded) {
       stack.push_back({t, true});
       for (const Term* a : t->args()) {
-        if (!done.contains(a)) stack.push_back({a, false});
+        if (!done(a)) stack.push_back({a, false});
       }
       continue;
     }
     rebuilt.clear();
     bool same = true;
     for (const Term* a : t->args()) {
-      rebuilt.push_back(done.at(a));
+      rebuilt.push_back(memo_[a->id()]);
       same = same && rebuilt.back() == a;
     }
-    done.emplace(t, same ? t : mgr_->make_term(t->get_symbol(), rebuilt));
+    set(t, same ? t : mgr_->make_term(t->get_symbol(), rebuilt));
   }
-  return done.at(f.body);
+  return memo_[f.body->id()];
 }
 
 void ScriptReader::Impl::annotate(const Node& n, const Term* t) {
