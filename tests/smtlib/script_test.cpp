@@ -113,6 +113,14 @@ TEST_F(Script, EveryCommandOfAStandardScript) {
   EXPECT_EQ(c[18].name, "hi");
 }
 
+TEST_F(Script, NamesAreGivenBackAsDeclared) {
+  std::vector<Command> c = read("(declare-const |two words| Bool)(declare-fun |plain| () Bool)");
+  ASSERT_EQ(reader_->declared().size(), 2U);
+  EXPECT_EQ(c[0].name, "two words");
+  EXPECT_EQ(name_of(reader_->declared()[0]), "two words");
+  EXPECT_EQ(name_of(reader_->declared()[1]), "plain");
+}
+
 TEST_F(Script, LetBindsInParallelAndShadows) {
   const Term* t = last_term(
       "(declare-const x (_ BitVec 8))(declare-const y (_ BitVec 8))"

@@ -44,9 +44,9 @@ struct Node {
 // the length limit, so arbitrarily nested input is safe.
 std::string describe(const Node& n, std::size_t limit = 60);
 
-// The whole source text of n on one line, as it was written (comments and
+// The whole source text of root on one line, as it was written (comments and
 // line breaks become single spaces). Walks with an explicit stack.
-std::string source_text(const Node& n);
+std::string source_text(const Node& root);
 
 // Reads one top-level command at a time into a tree that it owns until the
 // next call. Malformed input is reported once per command and skipped up to

@@ -254,7 +254,7 @@ void ScriptReader::Impl::terms(const Node& list, Command& out, bool written) {
   }
 }
 
-std::size_t ScriptReader::Impl::levels(const Node& cmd) {
+std::size_t ScriptReader::Impl::levels(const Node& cmd) const {
   const std::vector<const Node*>& c = cmd.children;
   if (c.size() == 1) return 1;
   const std::string name = c[0]->text;
@@ -338,8 +338,13 @@ std::string ScriptReader::message(const InputError& e) const {
   return impl_->message(e);
 }
 
-const std::string& name_of(const Term* constant) {
-  return constant->get_symbol()->name();
+std::string name_of(const Term* constant) {
+  // A name never holds a bar, so bars around it are always the quoting.
+  const std::string& printed = constant->get_symbol()->name();
+  if (printed.size() >= 2 && printed.front() == '|' && printed.back() == '|') {
+    return printed.substr(1, printed.size() - 2);
+  }
+  return printed;
 }
 
 }  // namespace kora::smtlib

@@ -97,7 +97,8 @@ class ScriptReader {
   std::unique_ptr<Impl> impl_;
 };
 
-// The name a declared constant was declared with.
-const std::string& name_of(const Term* constant);
+// The name a declared constant was declared with, without the bars that
+// the term layer prints around a name that is not a simple symbol.
+std::string name_of(const Term* constant);
 
 }  // namespace kora::smtlib

@@ -93,7 +93,7 @@ class ScriptReader::Impl {
   void terms(const Node& list, Command& out, bool written);
   void push(std::size_t count);
   void pop(std::size_t count);
-  std::size_t levels(const Node& cmd);
+  std::size_t levels(const Node& cmd) const;
   void reset();
   void unsupported(const Node& cmd);
   std::string new_symbol(const Node& n, const char* what) const;

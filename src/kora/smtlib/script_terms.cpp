@@ -266,9 +266,9 @@ const Term* ScriptReader::Impl::substitute(const Function& f, const Node& app,
       continue;
     }
     if (!expanded) {
-      stack.push_back({t, true});
+      stack.emplace_back(t, true);
       for (const Term* a : t->args()) {
-        if (!done(a)) stack.push_back({a, false});
+        if (!done(a)) stack.emplace_back(a, false);
       }
       continue;
     }
