@@ -259,6 +259,9 @@ TEST_F(Script, ErrorsOfCommands) {
   EXPECT_EQ(error_of("(check-sat 1)"),
             "t.smt2:2:12: check-sat expects no arguments, got 1: write (check-sat)");
   EXPECT_EQ(error_of("(pop 1)"), "t.smt2:2:6: cannot pop 1 level: 0 open");
+  EXPECT_EQ(error_of("(pop)"), "t.smt2:2:2: cannot pop 1 level: 0 open");
+  EXPECT_EQ(error_of("(push 1)(push 18446744073709551615)"),
+            "t.smt2:2:15: cannot push 18446744073709551615 levels: 1 open");
   EXPECT_EQ(error_of("(echo x)"), "t.smt2:2:7: echo expects a string, got 'x'");
   EXPECT_EQ(error_of("(set-option produce-models)"),
             "t.smt2:2:13: expected a keyword such as :name, got 'produce-models'");

@@ -256,19 +256,23 @@ void ScriptReader::Impl::terms(const Node& list, Command& out, bool written) {
 
 std::size_t ScriptReader::Impl::levels(const Node& cmd) const {
   const std::vector<const Node*>& c = cmd.children;
-  if (c.size() == 1) return 1;
   const std::string name = c[0]->text;
-  expect_arguments(cmd, 1, name == "push" ? "(push N)" : "(pop N)");
-  if (c[1]->kind != Node::Kind::Numeral) {
-    throw InputError(c[1]->pos, "expected a numeral, got " + quote(*c[1]));
+  std::size_t n = 1;
+  if (c.size() > 1) {
+    expect_arguments(cmd, 1, name == "push" ? "(push N)" : "(pop N)");
+    if (c[1]->kind != Node::Kind::Numeral) {
+      throw InputError(c[1]->pos, "expected a numeral, got " + quote(*c[1]));
+    }
+    n = saturated_value(c[1]->text);
   }
-  std::size_t n = saturated_value(c[1]->text);
+  const Position at = c.size() > 1 ? c[1]->pos : c[0]->pos;
   if (name == "pop" && n > depth_) {
-    throw InputError(c[1]->pos,
+    throw InputError(at,
                      "cannot pop " + plural(n, "level") + ": " + std::to_string(depth_) + " open");
   }
   if (name == "push" && n > std::numeric_limits<std::size_t>::max() - depth_) {
-    throw InputError(c[1]->pos, "too many levels: " + quote(*c[1]));
+    throw InputError(at,
+                     "cannot push " + plural(n, "level") + ": " + std::to_string(depth_) + " open");
   }
   return n;
 }
