@@ -266,6 +266,10 @@ TEST_F(Script, ErrorsOfCommands) {
   EXPECT_EQ(error_of("(set-option produce-models)"),
             "t.smt2:2:13: expected a keyword such as :name, got 'produce-models'");
   EXPECT_EQ(error_of("()"), "t.smt2:2:1: empty command '()'");
+  EXPECT_EQ(error_of("(set-info :a b c)"),
+            "t.smt2:2:16: set-info expects 2 arguments, got 3: write (set-info :KEYWORD VALUE)");
+  EXPECT_EQ(error_of("(get-info)"),
+            "t.smt2:2:10: get-info expects 1 argument, got 0: write (get-info :KEYWORD)");
   EXPECT_EQ(error_of("(get-value ())"),
             "t.smt2:2:12: expected a non-empty list of terms, got '()'");
 }

@@ -156,9 +156,9 @@ void ScriptReader::Impl::unsupported(const Node& cmd) {
 
 void ScriptReader::Impl::attribute(const Node& cmd, Command& out, bool with_value) {
   const std::vector<const Node*>& c = cmd.children;
-  const char* usage = with_value ? "(set-option :KEYWORD VALUE)" : "(get-info :KEYWORD)";
   if (c.size() < 2 || c.size() > (with_value ? 3U : 2U)) {
-    expect_arguments(cmd, with_value && c.size() > 2 ? 2 : 1, usage);
+    const std::string usage = "(" + c[0]->text + (with_value ? " :KEYWORD VALUE)" : " :KEYWORD)");
+    expect_arguments(cmd, with_value && c.size() > 2 ? 2 : 1, usage.c_str());
   }
   if (c[1]->kind != Node::Kind::Keyword) {
     throw InputError(c[1]->pos, "expected a keyword such as :name, got " + quote(*c[1]));

@@ -99,11 +99,14 @@ class ScriptReader::Impl {
   std::string new_symbol(const Node& n, const char* what) const;
 
   // Sorts and terms (script_terms.cpp).
+  class Walk;
   const DataType* sort(const Node& n);
   // A term of the given sort (null: any sort).
   const Term* term(const Node& n, const DataType* expected = nullptr);
   const Term* elaborate(const Node& root);
   const Term* symbol(const Node& n);
+  // Refuses a malformed let, or one that binds a name twice.
+  void check_let(const Node& n) const;
   const Term* call(const Function& f, const Node& app, const std::vector<const Term*>& args);
   const Term* substitute(const Function& f, const Node& app, const std::vector<const Term*>& args);
   void annotate(const Node& n, const Term* t);

@@ -2,6 +2,8 @@
 // identifiers and the expansion of defined functions.
 #include <algorithm>
 #include <cstdint>
+#include <string_view>
+#include <unordered_set>
 
 #include "kora/smtlib/script_internal.h"
 
@@ -61,153 +63,196 @@ const Term* ScriptReader::Impl::symbol(const Node& n) {
   unknown_constant(n, kDialect);
 }
 
-const Term* ScriptReader::Impl::elaborate(const Node& root) {
+// The walk over one term: a stack of frames instead of recursion, and the
+// values computed so far.
+class ScriptReader::Impl::Walk {
+ public:
+  Walk(Impl& impl, const Node& root) : impl_(impl) { stack_.push_back({Step::Eval, &root}); }
+
+  const Term* run() {
+    while (!stack_.empty()) {
+      Frame f = stack_.back();
+      stack_.pop_back();
+      if (f.step == Step::Eval) {
+        eval(*f.node);
+      } else {
+        resume(f);
+      }
+    }
+    return results_.back();
+  }
+
+ private:
   enum class Step : unsigned char { Eval, Apply, Call, Bind, Unbind, Annotate, Check };
   struct Frame {
     Step step;
     const Node* node;
-    std::size_t base = 0;  // where this frame's values start in results
+    std::size_t base = 0;  // where this frame's values start in results_
     OperatorHead head{};
     const Function* function = nullptr;
   };
-  std::vector<Frame> stack{{Step::Eval, &root}};
-  std::vector<const Term*> results;
-  // Schedules the children of n from `first` on, evaluated left to right.
-  auto eval_children = [&](const Node& n, std::size_t first) {
-    for (std::size_t k = n.children.size(); k-- > first;)
-      stack.push_back({Step::Eval, n.children[k]});
-  };
-  auto values = [&](std::size_t base) {
-    return std::vector<const Term*>(results.begin() + static_cast<std::ptrdiff_t>(base),
-                                    results.end());
-  };
-  auto finish = [&](std::size_t base, const Term* t) {
-    results.resize(base);
-    results.push_back(t);
-  };
-  while (!stack.empty()) {
-    Frame f = stack.back();
-    stack.pop_back();
-    const Node& n = *f.node;
-    switch (f.step) {
-      case Step::Apply:
-        finish(f.base, apply_operator(*mgr_, f.head, n, values(f.base)));
-        continue;
-      case Step::Call:
-        finish(f.base, call(*f.function, n, values(f.base)));
-        continue;
-      case Step::Bind: {
-        // Every value is computed before any variable is bound: let is
-        // parallel.
-        std::vector<const Term*> bound = values(f.base);
-        results.resize(f.base);
-        stack.push_back({Step::Unbind, &n, names_.mark()});
-        for (std::size_t k = 0; k < bound.size(); ++k) {
-          names_.bind(n.children[1]->children[k]->children[0]->text, {bound[k], nullptr});
-        }
-        stack.push_back({Step::Eval, n.children[2]});
-        continue;
-      }
-      case Step::Unbind:
-        names_.restore(f.base);
-        continue;
-      case Step::Annotate:
-        annotate(n, results.back());
-        continue;
-      case Step::Check: {
-        const DataType* s = sort(*n.children[2]);
-        if (results.back()->type() != s) {
-          throw InputError(n.pos, quote(*n.children[1]) + " has sort " + sort_text(results.back()) +
-                                      ", not " + shorten(s->to_string()));
-        }
-        continue;
-      }
-      case Step::Eval:
-        break;
-    }
-    if (n.is_symbol()) {
-      results.push_back(symbol(n));
-      continue;
-    }
-    if (!n.is_list()) {
-      results.push_back(atom(*mgr_, n));
-      continue;
-    }
-    if (n.children.empty()) throw InputError(n.pos, "expected a term, got '()'");
-    const Node& h = *n.children[0];
-    Frame next{Step::Apply, &n, results.size()};
-    if (h.is_reserved("_")) {
-      results.push_back(indexed_constant(*mgr_, n, kDialect));
-      continue;
-    }
-    if (h.is_reserved("as")) {
-      if (n.children.size() != 3) {
-        throw InputError(n.pos, "expected a qualified identifier (as NAME SORT), got " + quote(n));
-      }
-      stack.push_back({Step::Check, &n});
-      stack.push_back({Step::Eval, n.children[1]});
-      continue;
-    }
-    if (h.is_reserved("let")) {
-      if (n.children.size() != 3 || !n.children[1]->is_list() || n.children[1]->children.empty()) {
-        throw InputError(n.pos, "expected (let ((NAME TERM) ...) TERM), got " + quote(n));
-      }
-      const std::vector<const Node*>& bindings = n.children[1]->children;
-      for (std::size_t k = 0; k < bindings.size(); ++k) {
-        const Node& b = *bindings[k];
-        if (!b.is_list() || b.children.size() != 2) {
-          throw InputError(b.pos, "expected a binding (NAME TERM), got " + quote(b));
-        }
-        new_name(*b.children[0], "variable", kDialect);
-        for (std::size_t j = 0; j < k; ++j) {
-          if (bindings[j]->children[0]->text == b.children[0]->text) {
-            throw InputError(b.pos, quote(*b.children[0]) + " is bound twice in one let");
-          }
-        }
-      }
-      stack.push_back({Step::Bind, &n, results.size()});
-      for (std::size_t k = bindings.size(); k-- > 0;) {
-        stack.push_back({Step::Eval, bindings[k]->children[1]});
-      }
-      continue;
-    }
-    if (h.is_reserved("!")) {
-      if (n.children.size() < 3) {
-        throw InputError(n.pos, "expected (! TERM :KEYWORD VALUE ...), got " + quote(n));
-      }
-      stack.push_back({Step::Annotate, &n});
-      stack.push_back({Step::Eval, n.children[1]});
-      continue;
-    }
-    if (h.is_symbol()) {
-      refuse_foreign_head(h);
-      const Binding* b = names_.find(h.text);
-      if (b != nullptr && b->function != nullptr) {
-        next.step = Step::Call;
-        next.function = b->function;
-      } else if (b != nullptr) {
-        throw InputError(h.pos, quote(h) + " is a constant, not a function");
-      } else if ((next.head.info = find_operator(h.text, kDialect)) != nullptr) {
-        next.head.node = &h;
-      } else if (h.is_reserved("true") || h.is_reserved("false")) {
-        throw InputError(h.pos, quote(h) + " is a constant, not an operator");
-      } else if (find_indexed_operator(h.text, kDialect) != nullptr) {
-        throw InputError(h.pos,
-                         quote(h) + " is an indexed operator: write ((_ " + h.text + " ...) TERM)");
-      } else {
-        throw InputError(h.pos, "unknown function or operator " + quote(h));
-      }
-    } else if (h.is_list() && !h.children.empty() && h.children[0]->is_reserved("as")) {
-      throw InputError(h.pos, "qualified function symbols are not supported, got " + quote(h));
-    } else if (h.is_list()) {
-      next.head = indexed_head(h, kDialect);
-    } else {
-      throw InputError(h.pos, "expected an operator, got " + quote(h));
-    }
-    stack.push_back(next);
-    eval_children(n, 1);
+
+  std::vector<const Term*> values(std::size_t base) const {
+    return {results_.begin() + static_cast<std::ptrdiff_t>(base), results_.end()};
   }
-  return results.back();
+  void finish(std::size_t base, const Term* t) {
+    results_.resize(base);
+    results_.push_back(t);
+  }
+  // Schedules the children of n from `first` on, evaluated left to right.
+  void eval_children(const Node& n, std::size_t first) {
+    for (std::size_t k = n.children.size(); k-- > first;) {
+      stack_.push_back({Step::Eval, n.children[k]});
+    }
+  }
+
+  void eval(const Node& n);
+  bool special_form(const Node& n);
+  void application(const Node& n);
+  void resume(const Frame& f);
+  void bind(const Frame& f);
+
+  Impl& impl_;
+  std::vector<Frame> stack_;
+  std::vector<const Term*> results_;
+};
+
+const Term* ScriptReader::Impl::elaborate(const Node& root) {
+  return Walk(*this, root).run();
+}
+
+void ScriptReader::Impl::Walk::eval(const Node& n) {
+  if (n.is_symbol()) {
+    results_.push_back(impl_.symbol(n));
+  } else if (!n.is_list()) {
+    results_.push_back(atom(*impl_.mgr_, n));
+  } else if (n.children.empty()) {
+    throw InputError(n.pos, "expected a term, got '()'");
+  } else if (!special_form(n)) {
+    application(n);
+  }
+}
+
+// (_ bvN W), (as NAME SORT), let and !.
+bool ScriptReader::Impl::Walk::special_form(const Node& n) {
+  const Node& h = *n.children[0];
+  if (h.is_reserved("_")) {
+    results_.push_back(indexed_constant(*impl_.mgr_, n, kDialect));
+  } else if (h.is_reserved("as")) {
+    if (n.children.size() != 3) {
+      throw InputError(n.pos, "expected a qualified identifier (as NAME SORT), got " + quote(n));
+    }
+    stack_.push_back({Step::Check, &n});
+    stack_.push_back({Step::Eval, n.children[1]});
+  } else if (h.is_reserved("let")) {
+    impl_.check_let(n);
+    const std::vector<const Node*>& bindings = n.children[1]->children;
+    stack_.push_back({Step::Bind, &n, results_.size()});
+    for (std::size_t k = bindings.size(); k-- > 0;) {
+      stack_.push_back({Step::Eval, bindings[k]->children[1]});
+    }
+  } else if (h.is_reserved("!")) {
+    if (n.children.size() < 3) {
+      throw InputError(n.pos, "expected (! TERM :KEYWORD VALUE ...), got " + quote(n));
+    }
+    stack_.push_back({Step::Annotate, &n});
+    stack_.push_back({Step::Eval, n.children[1]});
+  } else {
+    return false;
+  }
+  return true;
+}
+
+// An operator or a defined function over arguments.
+void ScriptReader::Impl::Walk::application(const Node& n) {
+  const Node& h = *n.children[0];
+  Frame next{Step::Apply, &n, results_.size()};
+  if (h.is_symbol()) {
+    refuse_foreign_head(h);
+    const Binding* b = impl_.names_.find(h.text);
+    if (b != nullptr && b->function != nullptr) {
+      next.step = Step::Call;
+      next.function = b->function;
+    } else if (b != nullptr) {
+      throw InputError(h.pos, quote(h) + " is a constant, not a function");
+    } else if ((next.head.info = find_operator(h.text, kDialect)) != nullptr) {
+      next.head.node = &h;
+    } else if (h.is_reserved("true") || h.is_reserved("false")) {
+      throw InputError(h.pos, quote(h) + " is a constant, not an operator");
+    } else if (find_indexed_operator(h.text, kDialect) != nullptr) {
+      throw InputError(h.pos,
+                       quote(h) + " is an indexed operator: write ((_ " + h.text + " ...) TERM)");
+    } else {
+      throw InputError(h.pos, "unknown function or operator " + quote(h));
+    }
+  } else if (h.is_list() && !h.children.empty() && h.children[0]->is_reserved("as")) {
+    throw InputError(h.pos, "qualified function symbols are not supported, got " + quote(h));
+  } else if (h.is_list()) {
+    next.head = indexed_head(h, kDialect);
+  } else {
+    throw InputError(h.pos, "expected an operator, got " + quote(h));
+  }
+  stack_.push_back(next);
+  eval_children(n, 1);
+}
+
+void ScriptReader::Impl::Walk::resume(const Frame& f) {
+  const Node& n = *f.node;
+  switch (f.step) {
+    case Step::Apply:
+      finish(f.base, apply_operator(*impl_.mgr_, f.head, n, values(f.base)));
+      break;
+    case Step::Call:
+      finish(f.base, impl_.call(*f.function, n, values(f.base)));
+      break;
+    case Step::Bind:
+      bind(f);
+      break;
+    case Step::Unbind:
+      impl_.names_.restore(f.base);
+      break;
+    case Step::Annotate:
+      impl_.annotate(n, results_.back());
+      break;
+    case Step::Check: {
+      const DataType* s = impl_.sort(*n.children[2]);
+      if (results_.back()->type() != s) {
+        throw InputError(n.pos, quote(*n.children[1]) + " has sort " + sort_text(results_.back()) +
+                                    ", not " + shorten(s->to_string()));
+      }
+      break;
+    }
+    case Step::Eval:
+      break;
+  }
+}
+
+// Every value is computed before any variable is bound: let is parallel.
+void ScriptReader::Impl::Walk::bind(const Frame& f) {
+  const Node& n = *f.node;
+  std::vector<const Term*> bound = values(f.base);
+  results_.resize(f.base);
+  stack_.push_back({Step::Unbind, &n, impl_.names_.mark()});
+  for (std::size_t k = 0; k < bound.size(); ++k) {
+    impl_.names_.bind(n.children[1]->children[k]->children[0]->text, {bound[k], nullptr});
+  }
+  stack_.push_back({Step::Eval, n.children[2]});
+}
+
+void ScriptReader::Impl::check_let(const Node& n) const {
+  if (n.children.size() != 3 || !n.children[1]->is_list() || n.children[1]->children.empty()) {
+    throw InputError(n.pos, "expected (let ((NAME TERM) ...) TERM), got " + quote(n));
+  }
+  std::unordered_set<std::string_view> seen;
+  for (const Node* b : n.children[1]->children) {
+    if (!b->is_list() || b->children.size() != 2) {
+      throw InputError(b->pos, "expected a binding (NAME TERM), got " + quote(*b));
+    }
+    new_name(*b->children[0], "variable", kDialect);
+    if (!seen.insert(b->children[0]->text).second) {
+      throw InputError(b->pos, quote(*b->children[0]) + " is bound twice in one let");
+    }
+  }
 }
 
 const Term* ScriptReader::Impl::call(const Function& f, const Node& app,
