@@ -20,7 +20,7 @@ class Application {
  private:
   const Node& arg_node(std::size_t k) const { return *app_.children[k + 1]; }
   // The operator as messages name it; only errors need it.
-  std::string op() const { return h_.name(); }
+  std::string name() const { return h_.name(); }
   void check_arity() const;
   void check_bool() const;
   void check_same_sort() const;
@@ -76,7 +76,7 @@ void Application::check_arity() const {
   }
   if (args_.size() < arity || (!nary && args_.size() > arity)) {
     // A missing argument is reported at the ')', a surplus one at itself.
-    std::string msg = op() + " expects " + (nary ? "at least " : "") + plural(arity, "argument") +
+    std::string msg = name() + " expects " + (nary ? "at least " : "") + plural(arity, "argument") +
                       ", got " + std::to_string(args_.size());
     throw InputError(args_.size() < arity ? app_.end : arg_node(arity).pos, msg);
   }
@@ -90,7 +90,7 @@ void Application::check_arity() const {
 void Application::check_bool() const {
   for (std::size_t k = 0; k < args_.size(); ++k) {
     if (!args_[k]->type()->is_bool()) {
-      throw InputError(arg_node(k).pos, op() + " expects Bool arguments, got " +
+      throw InputError(arg_node(k).pos, name() + " expects Bool arguments, got " +
                                             sort_text(args_[k]) + " for argument " +
                                             std::to_string(k + 1));
     }
@@ -100,7 +100,7 @@ void Application::check_bool() const {
 void Application::check_same_sort() const {
   for (std::size_t k = 1; k < args_.size(); ++k) {
     if (args_[k]->type() != args_[0]->type()) {
-      throw InputError(arg_node(k).pos, op() + " expects " +
+      throw InputError(arg_node(k).pos, name() + " expects " +
                                             (args_.size() == 2 ? "2 arguments" : "arguments") +
                                             " of the same sort, got " + sort_text(args_[0]) +
                                             " and " + sort_text(args_[k]));
@@ -110,7 +110,7 @@ void Application::check_same_sort() const {
 
 // The common width of operators over one bit-vector sort.
 std::size_t Application::same_bv() const {
-  std::string what = op() + " expects " + (args_.size() == 2 ? "2 arguments" : "arguments") +
+  std::string what = name() + " expects " + (args_.size() == 2 ? "2 arguments" : "arguments") +
                      " of the same bit-vector sort, got ";
   for (std::size_t k = 0; k < args_.size(); ++k) {
     if (args_[k]->type()->is_bv() && args_[k]->type() == args_[0]->type()) continue;
@@ -124,7 +124,7 @@ std::size_t Application::same_bv() const {
 std::size_t Application::one_bv() const {
   if (!args_[0]->type()->is_bv()) {
     throw InputError(arg_node(0).pos,
-                     op() + " expects a bit-vector argument, got " + sort_text(args_[0]));
+                     name() + " expects a bit-vector argument, got " + sort_text(args_[0]));
   }
   return args_[0]->type()->width();
 }
@@ -274,7 +274,7 @@ const Term* Application::concat2(const Term* high, const Term* low) {
   std::size_t hw = high->type()->width();
   std::size_t lw = low->type()->width();
   if (hw + lw > kMaxWidth) {
-    throw InputError(h_.node->pos, "the result of " + op() + " would have " +
+    throw InputError(h_.node->pos, "the result of " + name() + " would have " +
                                        std::to_string(hw + lw) + " bits, beyond the limit of " +
                                        std::to_string(kMaxWidth) + " bits");
   }
@@ -319,8 +319,8 @@ const Term* Application::indexed() {
   switch (h_.info->shape) {
     case Shape::Extract:
       if (h_.i >= w) {
-        throw InputError(arg_node(0).pos,
-                         op() + " is out of range for an argument of sort " + sort_text(args_[0]));
+        throw InputError(arg_node(0).pos, name() + " is out of range for an argument of sort " +
+                                              sort_text(args_[0]));
       }
       return mgr_.make_term(mgr_.make_bv_extract_symbol(h_.i, h_.j, w), {args_[0]});
     case Shape::Rotate: {
@@ -343,7 +343,7 @@ const Term* Application::indexed() {
 
 const Term* Application::const_array() {
   if (args_[0]->type() != h_.array->element()) {
-    throw InputError(arg_node(0).pos, op() + " expects a value of sort " +
+    throw InputError(arg_node(0).pos, name() + " expects a value of sort " +
                                           shorten(h_.array->element()->to_string()) + ", got " +
                                           sort_text(args_[0]));
   }

@@ -2,6 +2,7 @@
 // identifiers and the expansion of defined functions.
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <string_view>
 #include <unordered_set>
 
@@ -286,10 +287,11 @@ const Term* ScriptReader::Impl::substitute(const Function& f, const Node& app,
     memo_.resize(size);
     stamps_.resize(size, 0);
   }
-  if (++stamp_ == 0) {  // the stamps wrapped: forget every old entry
+  if (stamp_ == std::numeric_limits<std::uint32_t>::max()) {  // forget every old entry
     std::fill(stamps_.begin(), stamps_.end(), 0);
-    stamp_ = 1;
+    stamp_ = 0;
   }
+  ++stamp_;
   auto done = [&](const Term* t) { return stamps_[t->id()] == stamp_; };
   auto set = [&](const Term* t, const Term* value) {
     stamps_[t->id()] = stamp_;
