@@ -18,7 +18,7 @@ set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${KORA_FUZZ_BUILD:-$root/build/fuzz}
 seconds=${KORA_FUZZ_SECONDS:-60}
-all_targets=(kora_adhoc_fuzz qnumber_fuzz calculator_fuzz)
+all_targets=(kora_adhoc_fuzz script_reader_fuzz qnumber_fuzz calculator_fuzz)
 if [ $# -gt 0 ]; then targets=("$@"); else targets=("${all_targets[@]}"); fi
 
 cmake --preset fuzz -B "$build" >/dev/null
@@ -49,6 +49,14 @@ for t in "${targets[@]}"; do
     # costs a few milliseconds, and past about 4 KB a script can chain enough
     # of them to approach the one-second limit without anything being wrong.
     # Longer seeds (the tour) are cut to this length.
+    extra+=(-dict="$root/fuzz/kora_adhoc.dict" -max_len=4096)
+  fi
+  if [ "$t" = script_reader_fuzz ]; then
+    # The vendored benchmarks and the end-to-end scripts: standard input and
+    # kora-adhoc's language, which the reader must refuse command by command.
+    for f in "$root"/tests/smtlib/inputs/*.smt2 "$root"/tests/scripts/*.smt2; do
+      cp "$f" "$seeds/script-$(basename "$f")"
+    done
     extra+=(-dict="$root/fuzz/kora_adhoc.dict" -max_len=4096)
   fi
 

@@ -1,4 +1,4 @@
-#include "kora-adhoc/lexer.h"
+#include "kora/smtlib/lexer.h"
 
 #include <cstdio>
 #include <cstring>
@@ -8,7 +8,7 @@
 
 #include "kora/terms/term.h"
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 namespace {
 
@@ -195,4 +195,4 @@ Token Lexer::lex_number(Position start, char first) {
   return error(start, "invalid token '" + shorten(text) + "': a symbol cannot start with a digit");
 }
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

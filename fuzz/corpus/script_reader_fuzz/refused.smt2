@@ -1,0 +1,8 @@
+(set-logic QF_AUFBV)
+(declare-sort U 0)
+(declare-fun g ((_ BitVec 4)) Bool)
+(declare-const a (Array (_ BitVec 4) Bool))
+(assert (forall ((z Bool)) z))
+(assert (select a #x0))
+(assert (let ((z true) (z false)) z))
+(pop 3)
