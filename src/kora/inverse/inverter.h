@@ -17,7 +17,10 @@
 #include <gmpxx.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <optional>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -33,6 +36,10 @@ inline constexpr const char* kTooWideMessage =
     "a free argument also occurs inside another argument and is too wide to search";
 inline constexpr const char* kOpaqueMessage =
     "a free argument of an uninterpreted or array sort also occurs inside another argument";
+
+// The largest abstract value index that reads back as written: the readers
+// of values refuse 2^64 - 1. The inverter never answers a larger one.
+inline constexpr std::size_t kLargestAbstractIndex = std::numeric_limits<std::size_t>::max() - 1;
 
 // No value of the free arguments makes the term take the required value.
 // Derives from the calculators' error so that one handler serves both.
@@ -127,16 +134,24 @@ std::optional<std::vector<mpz_class>> solve(const Operator& f,
 // searched cases below.
 //
 // A free term at several positions is solved as one unknown. A free declared
-// constant that also occurs inside a later argument gets a default value when
-// that argument is classified; the inverter then searches the constant's
-// values exhaustively, re-evaluating the other arguments, when those
-// constants take at most kMaxSearchBits bits together, and throws Refused
-// otherwise (kTooWideMessage; kOpaqueMessage for sorts it cannot enumerate).
-// A free term that occurs inside another free argument is treated as
-// independent of it: the recorded equalities then hold as constraints.
+// constant without a value that occurs inside a non-free argument (before,
+// after or beside its own position, or only there) gets a default value when
+// that argument is classified. The inverter then searches the values of all
+// such constants exhaustively, re-evaluating only the parts of the arguments
+// that depend on them, and records the value found for each of them, which
+// replaces its default. It throws Refused when those constants take more than
+// kMaxSearchBits bits together or when the assignments times the cost of one
+// evaluation exceed kSearchBudget (kTooWideMessage), and when one of them has
+// a sort it cannot enumerate (kOpaqueMessage). Equality and ite over other
+// sorts take part in the evaluation. A free term that occurs inside another
+// free argument is treated as independent of it: the recorded equalities then
+// hold as constraints.
 class Inverter final : public adhoccalculator::AdHocCalculator {
  public:
   static constexpr std::size_t kMaxSearchBits = 16;
+  // The work one search may do, counted as it goes in machine words of the
+  // values handled plus an overhead per evaluation: well under a second.
+  static constexpr std::uint64_t kSearchBudget = std::uint64_t{1} << 27;
 
   using AdHocCalculator::AdHocCalculator;
   ~Inverter() override;
@@ -144,12 +159,32 @@ class Inverter final : public adhoccalculator::AdHocCalculator {
   void operator()(const Term* t, const Term* v) override;
 
  private:
-  void invert_equal_opaque(const std::vector<Arg>& args, const std::vector<std::size_t>& same,
-                           const Term* v);
-  void invert_ite_opaque(const Term* t, const std::vector<Arg>& args,
-                         const std::vector<std::size_t>& same, const Term* v);
-  void invert_dependent(const Term* t, const std::vector<Arg>& args,
-                        const std::vector<std::size_t>& same, const Term* v);
+  struct Search;
+  // Constants with the index of the argument they first occur in.
+  using Placed = std::vector<std::pair<const Term*, std::size_t>>;
+
+  // The free declared constants inside t's arguments that have no value, in
+  // order of first occurrence.
+  Placed unvalued_free_constants(const Term* t);
+  std::optional<std::vector<const Term*>> equal_opaque_values(const std::vector<Arg>& args,
+                                                              const std::vector<std::size_t>& same,
+                                                              const Term* v);
+  std::optional<std::vector<const Term*>> ite_opaque_values(const Term* t,
+                                                            const std::vector<Arg>& args,
+                                                            const std::vector<std::size_t>& same,
+                                                            const Term* v);
+  // Values for the free arguments of an equality or ite over a sort without
+  // arithmetic, or nothing when there are none.
+  std::optional<std::vector<const Term*>> opaque_values(const Term* t,
+                                                        const std::vector<Arg>& args,
+                                                        const std::vector<std::size_t>& same,
+                                                        const Term* v);
+  void invert_dependent(const Term* t, const std::vector<Arg>& args, const Placed& searched,
+                        const Term* v);
+  // The slot that holds root's value once the search's dependent part is evaluated.
+  std::size_t compile(Search& s, const Term* root);
+  mpz_class search_number(Search& s, const Term* value) const;
+  const Term* search_term(const Search& s, const mpz_class& x, const DataType* type);
   // A value of the type of value other than value itself.
   const Term* other_value(const Term* value);
   mpz_class to_number(const Term* value) const;
