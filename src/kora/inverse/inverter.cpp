@@ -836,8 +836,8 @@ std::uint64_t words_of(const mpz_class& x) {
   return mpz_size(x.get_mpz_t());
 }
 
-// What evaluating op over arguments of the given words costs, in the unit of Inverter::kSearchBudget
-// (about one machine word of a value handled): an overhead for the call and
+// What evaluating op over arguments of the given words costs, in the unit of
+// Inverter::kSearchBudget (about one machine word of a value handled): an overhead for the call and
 // its copies plus the words of the arguments as they are, so that wide but
 // sparse values stay cheap. Products and quotients pay more: schoolbook cost
 // while small, roughly FFT cost beyond.
@@ -1086,8 +1086,8 @@ std::size_t Inverter::compile(Search& s, const Term* root) {
 // the constants'. The constants' values are searched exhaustively; for each
 // assignment the dependent part is re-evaluated and the remaining free
 // arguments are solved.
-void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args,
-                                const Placed& searched, const Term* v) {
+void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args, const Placed& searched,
+                                const Term* v) {
   const Operator f = *Operator::of(t);
   const std::size_t n = args.size();
   Search s;
@@ -1142,7 +1142,8 @@ void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args,
     if (opaque && any_free) {
       std::vector<Arg> known = args;
       for (std::size_t i = 0; i < n; ++i) {
-        if (slot[i]) known[i] = {Status::Valued, search_term(s, s.slots[*slot[i]], t->arg(i)->type())};
+        if (slot[i])
+          known[i] = {Status::Valued, search_term(s, s.slots[*slot[i]], t->arg(i)->type())};
       }
       values = opaque_values(t, known, same, v);
     } else {

@@ -20,8 +20,8 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kora/calculators/adhoc_calculator.h"
@@ -125,8 +125,9 @@ std::optional<std::vector<mpz_class>> solve(const Operator& f,
 //     free term, in argument order.
 //
 // Equality and ite over declared sorts and arrays are solved on the values
-// as terms: a value different from a known one is the next abstract value, or
-// the constant array of a different element.
+// as terms: a value different from a known one is the next abstract value
+// (the smallest, @0, past kLargestAbstractIndex), or the constant array of a
+// different element.
 //
 // Refused is thrown, after classification and before any recording, for an
 // operator outside the 32 (kNoInverseMessage), for a v that does not
@@ -175,8 +176,7 @@ class Inverter final : public adhoccalculator::AdHocCalculator {
                                                             const Term* v);
   // Values for the free arguments of an equality or ite over a sort without
   // arithmetic, or nothing when there are none.
-  std::optional<std::vector<const Term*>> opaque_values(const Term* t,
-                                                        const std::vector<Arg>& args,
+  std::optional<std::vector<const Term*>> opaque_values(const Term* t, const std::vector<Arg>& args,
                                                         const std::vector<std::size_t>& same,
                                                         const Term* v);
   void invert_dependent(const Term* t, const std::vector<Arg>& args, const Placed& searched,
