@@ -896,6 +896,10 @@ struct Inverter::Search {
 
   std::unordered_map<const Term*, bool> depends;
   std::unordered_map<const Term*, std::size_t> slot_of;
+  // By argument position: its slot, or nothing for a free argument that is
+  // solved, not searched; and the first position of the same free term.
+  std::vector<std::optional<std::size_t>> slot;
+  std::vector<std::size_t> same;
   Values slots;
   std::vector<Node> nodes;
   // The work done so far, in the unit of kSearchBudget.
@@ -1081,6 +1085,76 @@ std::size_t Inverter::compile(Search& s, const Term* root) {
   return s.slot_of.at(root);
 }
 
+void Inverter::place_arguments(Search& s, const Term* t, const std::vector<Arg>& args) {
+  const std::size_t n = args.size();
+  s.slot.assign(n, std::nullopt);
+  s.same.resize(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    s.same[i] = i;
+    const Term* a = t->arg(i);
+    if (s.depends.at(a) && (args[i].has_value() || s.slot_of.contains(a))) {
+      s.slot[i] = compile(s, a);
+    } else if (args[i].has_value()) {
+      s.slot[i] = s.add_slot(search_number(s, args[i].term));
+    } else {
+      for (std::size_t j = 0; j < i; ++j) {
+        if (!s.slot[j] && t->arg(j) == a) {
+          s.same[i] = j;
+          break;
+        }
+      }
+    }
+  }
+}
+
+std::optional<std::vector<const Term*>> Inverter::solve_assignment(Search& s, const Term* t,
+                                                                   const std::vector<Arg>& args,
+                                                                   const Term* v) {
+  const std::size_t n = args.size();
+  const bool opaque = !enumerable(t->arg(n - 1)->type());
+  const bool any_free = std::find(s.slot.begin(), s.slot.end(), std::nullopt) != s.slot.end();
+  if (opaque && any_free) {
+    std::vector<Arg> known = args;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (s.slot[i]) {
+        known[i] = {Status::Valued, search_term(s, s.slots[*s.slot[i]], t->arg(i)->type())};
+      }
+    }
+    return opaque_values(t, known, s.same, v);
+  }
+  const Operator f = *Operator::of(t);
+  const mpz_class want = search_number(s, v);
+  std::vector<std::optional<mpz_class>> pattern(n);
+  // Solving costs about what evaluating t does.
+  std::uint64_t words = 1 + words_of(want);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!s.slot[i]) continue;
+    pattern[i] = s.slots[*s.slot[i]];
+    words += words_of(*pattern[i]);
+  }
+  s.cost += evaluation_cost(f.op, words);
+  auto done = solve(f, pattern, want, s.same);
+  if (!done) return std::nullopt;
+  std::vector<const Term*> values(n, nullptr);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!s.slot[i]) values[i] = search_term(s, (*done)[i], t->arg(i)->type());
+  }
+  return values;
+}
+
+// One record per free term, in the order of first occurrence; recording a
+// searched constant replaces the default it was given.
+void Inverter::record_search(const Search& s, const Term* t, const Placed& searched,
+                             const std::vector<const Term*>& values) {
+  for (std::size_t i = 0; i < t->arity(); ++i) {
+    if (!s.slot[i] && s.same[i] == i) calculated_value(t->arg(i), values[i]);
+    for (std::size_t k = 0; k < searched.size(); ++k) {
+      const Term* c = searched[k].first;
+      if (searched[k].second == i) calculated_value(c, to_term(s.slots[k], c->type()));
+    }
+  }
+}
+
 // Free constants that occur inside a non-free argument got default values
 // when that argument was classified, so the values of such arguments follow
 // the constants'. The constants' values are searched exhaustively; for each
@@ -1088,8 +1162,6 @@ std::size_t Inverter::compile(Search& s, const Term* root) {
 // arguments are solved.
 void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args, const Placed& searched,
                                 const Term* v) {
-  const Operator f = *Operator::of(t);
-  const std::size_t n = args.size();
   Search s;
   std::unordered_set<const Term*> roots;
   std::size_t bits = 0;
@@ -1101,31 +1173,8 @@ void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args, con
   }
   if (bits > kMaxSearchBits) throw Refused(kTooWideMessage);
   s.depends = dependence(t, roots);
+  place_arguments(s, t, args);
 
-  // Searched constants and known arguments have slots; the other free
-  // arguments stay unknowns, positions of one term sharing one.
-  std::vector<std::optional<std::size_t>> slot(n);
-  std::vector<std::size_t> same(n);
-  for (std::size_t i = 0; i < n; ++i) {
-    same[i] = i;
-    const Term* a = t->arg(i);
-    if (roots.contains(a)) {
-      slot[i] = s.slot_of.at(a);
-    } else if (args[i].has_value()) {
-      slot[i] = s.depends.at(a) ? compile(s, a) : s.add_slot(search_number(s, args[i].term));
-    } else {
-      for (std::size_t j = 0; j < i; ++j) {
-        if (!slot[j] && t->arg(j) == a) {
-          same[i] = j;
-          break;
-        }
-      }
-    }
-  }
-
-  const bool opaque = !enumerable(t->arg(n - 1)->type());
-  const bool any_free = std::find(slot.begin(), slot.end(), std::nullopt) != slot.end();
-  const mpz_class want = search_number(s, v);
   const std::uint64_t combinations = std::uint64_t{1} << bits;
   for (std::uint64_t code = 0; code < combinations; ++code) {
     std::size_t offset = 0;
@@ -1135,44 +1184,12 @@ void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args, con
       offset += width;
     }
     s.run();
+    auto values = solve_assignment(s, t, args, v);
     // Bounded by the work actually done, not by widths: wide values that
     // stay small cost little.
     if (s.cost > kSearchBudget) throw Refused(kTooWideMessage);
-    std::optional<std::vector<const Term*>> values;
-    if (opaque && any_free) {
-      std::vector<Arg> known = args;
-      for (std::size_t i = 0; i < n; ++i) {
-        if (slot[i])
-          known[i] = {Status::Valued, search_term(s, s.slots[*slot[i]], t->arg(i)->type())};
-      }
-      values = opaque_values(t, known, same, v);
-    } else {
-      std::vector<std::optional<mpz_class>> pattern(n);
-      // Solving costs about what evaluating t does.
-      std::uint64_t words = 1 + words_of(want);
-      for (std::size_t i = 0; i < n; ++i) {
-        if (!slot[i]) continue;
-        pattern[i] = s.slots[*slot[i]];
-        words += words_of(s.slots[*slot[i]]);
-      }
-      s.cost += evaluation_cost(f.op, words);
-      if (auto done = solve(f, pattern, want, same)) {
-        values.emplace(n, nullptr);
-        for (std::size_t i = 0; i < n; ++i) {
-          if (!slot[i]) (*values)[i] = search_term(s, (*done)[i], t->arg(i)->type());
-        }
-      }
-    }
     if (!values) continue;
-    // One record per free term, in the order of first occurrence; recording
-    // a searched constant replaces the default it was given.
-    for (std::size_t i = 0; i < n; ++i) {
-      if (!slot[i] && same[i] == i) calculated_value(t->arg(i), (*values)[i]);
-      for (std::size_t k = 0; k < searched.size(); ++k) {
-        const Term* c = searched[k].first;
-        if (searched[k].second == i) calculated_value(c, to_term(s.slots[k], c->type()));
-      }
-    }
+    record_search(s, t, searched, *values);
     return;
   }
   throw NoValue();

@@ -141,8 +141,8 @@ std::optional<std::vector<mpz_class>> solve(const Operator& f,
 // such constants exhaustively, re-evaluating only the parts of the arguments
 // that depend on them, and records the value found for each of them, which
 // replaces its default. It throws Refused when those constants take more than
-// kMaxSearchBits bits together or when the assignments times the cost of one
-// evaluation exceed kSearchBudget (kTooWideMessage), and when one of them has
+// kMaxSearchBits bits together or once the work done, counted on the values
+// as they are, passes kSearchBudget (kTooWideMessage), and when one of them has
 // a sort it cannot enumerate (kOpaqueMessage). Equality and ite over other
 // sorts take part in the evaluation. A free term that occurs inside another
 // free argument is treated as independent of it: the recorded equalities then
@@ -183,6 +183,14 @@ class Inverter final : public adhoccalculator::AdHocCalculator {
                         const Term* v);
   // The slot that holds root's value once the search's dependent part is evaluated.
   std::size_t compile(Search& s, const Term* root);
+  // Gives every argument of t its slot, or marks it as a free one to solve.
+  void place_arguments(Search& s, const Term* t, const std::vector<Arg>& args);
+  // Values for the free arguments under the assignment in s, or nothing.
+  std::optional<std::vector<const Term*>> solve_assignment(Search& s, const Term* t,
+                                                           const std::vector<Arg>& args,
+                                                           const Term* v);
+  void record_search(const Search& s, const Term* t, const Placed& searched,
+                     const std::vector<const Term*>& values);
   mpz_class search_number(Search& s, const Term* value) const;
   const Term* search_term(const Search& s, const mpz_class& x, const DataType* type);
   // A value of the type of value other than value itself.
