@@ -1177,17 +1177,25 @@ TEST_F(InverterTest, SearchWorkIsBounded) {
 
   // Wide sorts whose values stay small are searched in full.
   const Term* c = bvc("c", kWide);  // defaulted to 0
-  auto twice = [&](const Term* y) {
-    const Term* wide_y = mgr.make_term(mgr.make_bv_zero_extend_symbol(kWide - 16, 16), {y});
+  auto twice = [&](const Term* y, std::size_t w) {
+    const Term* wide_y = mgr.make_term(mgr.make_bv_zero_extend_symbol(kWide - w, w), {y});
     const Term* sum = mgr.make_term(mgr.make_bv_add_symbol(kWide), {c, wide_y});
-    return mgr.make_term(mgr.make_bv_add_symbol(16),
-                         {y, mgr.make_term(mgr.make_bv_extract_symbol(15, 0, kWide), {sum})});
+    return mgr.make_term(mgr.make_bv_add_symbol(w),
+                         {y, mgr.make_term(mgr.make_bv_extract_symbol(w - 1, 0, kWide), {sum})});
   };
-  const Term* y = free(bvc("y", 16));
-  EXPECT_EQ(run(twice(y), num(6, 16)), "");
-  EXPECT_EQ(store.value_of(y), num(3, 16));
-  const Term* z = free(bvc("z", 16));
-  EXPECT_EQ(run(twice(z), num(1, 16)), inverse::kNoValueMessage);
+  const Term* y = free(bvc("y", 12));
+  EXPECT_EQ(run(twice(y, 12), num(6, 12)), "");
+  EXPECT_EQ(store.value_of(y), num(3, 12));
+  const Term* z = free(bvc("z", 12));
+  EXPECT_EQ(run(twice(z, 12), num(1, 12)), inverse::kNoValueMessage);
+  // Every value of a 16-bit constant is tried when it costs a few evaluations each ...
+  const Term* s = free(bvc("s", 16));
+  const Term* small = mgr.make_term(
+      mgr.make_bv_add_symbol(16), {s, mgr.make_term(mgr.make_bv_mul_symbol(16), {s, num(3, 16)})});
+  EXPECT_EQ(run(small, num(1, 16)), inverse::kNoValueMessage);
+  // ... but not under four.
+  const Term* r = free(bvc("r", 16));
+  EXPECT_EQ(run(twice(r, 16), num(1, 16)), inverse::kTooWideMessage);
 }
 
 TEST_F(InverterTest, UninterpretedAndArraySorts) {

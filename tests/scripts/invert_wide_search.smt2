@@ -5,8 +5,10 @@
 (invert (bvadd x ((_ extract 15 0) (bvmul (bvnot ((_ zero_extend 1048560) x)) (bvnot (_ bv0 1048576))))) #x0000)
 (get-value (x))
 ; Under million-bit sums of small values the search is cheap and runs in full.
-(declare-const y (_ BitVec 16))
+(declare-const y (_ BitVec 12))
 (declare-const c (_ BitVec 1048576))
 (set-free y)
-(invert (bvadd y ((_ extract 15 0) (bvadd c ((_ zero_extend 1048560) y)))) #x0006)
-(invert (bvadd y ((_ extract 15 0) (bvadd c ((_ zero_extend 1048560) y)))) #x0001)
+(invert (bvadd y ((_ extract 11 0) (bvadd c ((_ zero_extend 1048564) y)))) #x006)
+(declare-const z (_ BitVec 12))
+(set-free z)
+(invert (bvadd z ((_ extract 11 0) (bvadd c ((_ zero_extend 1048564) z)))) #x001)

@@ -900,6 +900,8 @@ struct Inverter::Search {
   // solved, not searched; and the first position of the same free term.
   std::vector<std::optional<std::size_t>> slot;
   std::vector<std::size_t> same;
+  // The required value, as a number or an id.
+  mpz_class want;
   Values slots;
   std::vector<Node> nodes;
   // The work done so far, in the unit of kSearchBudget.
@@ -1123,17 +1125,16 @@ std::optional<std::vector<const Term*>> Inverter::solve_assignment(Search& s, co
     return opaque_values(t, known, s.same, v);
   }
   const Operator f = *Operator::of(t);
-  const mpz_class want = search_number(s, v);
   std::vector<std::optional<mpz_class>> pattern(n);
   // Solving costs about what evaluating t does.
-  std::uint64_t words = 1 + words_of(want);
+  std::uint64_t words = 1 + words_of(s.want);
   for (std::size_t i = 0; i < n; ++i) {
     if (!s.slot[i]) continue;
     pattern[i] = s.slots[*s.slot[i]];
     words += words_of(*pattern[i]);
   }
   s.cost += evaluation_cost(f.op, words);
-  auto done = solve(f, pattern, want, s.same);
+  auto done = solve(f, pattern, s.want, s.same);
   if (!done) return std::nullopt;
   std::vector<const Term*> values(n, nullptr);
   for (std::size_t i = 0; i < n; ++i) {
@@ -1174,6 +1175,7 @@ void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args, con
   if (bits > kMaxSearchBits) throw Refused(kTooWideMessage);
   s.depends = dependence(t, roots);
   place_arguments(s, t, args);
+  s.want = search_number(s, v);
 
   const std::uint64_t combinations = std::uint64_t{1} << bits;
   for (std::uint64_t code = 0; code < combinations; ++code) {
