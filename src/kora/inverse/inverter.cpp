@@ -837,21 +837,24 @@ std::uint64_t words_of(const mpz_class& x) {
 }
 
 // What evaluating op over arguments of the given words costs, in the unit of
-// Inverter::kSearchBudget (about one machine word of a value handled): an overhead for the call and
-// its copies plus the words of the arguments as they are, so that wide but
+// Inverter::kSearchBudget: an overhead for the call and its small copies,
+// plus four per word of the arguments as they are (each is copied, and
+// large blocks cost more to allocate than small ones), so that wide but
 // sparse values stay cheap. Products and quotients pay more: schoolbook cost
 // while small, roughly FFT cost beyond.
 std::uint64_t evaluation_cost(Op op, std::uint64_t words) {
   constexpr std::uint64_t kCallCost = 64;
+  constexpr std::uint64_t kWordCost = 4;
   switch (op) {
     case Op::BVMul:
     case Op::BVUdiv:
     case Op::BVUrem:
     case Op::BVSdiv:
     case Op::BVSrem:
-      return kCallCost + words * std::min<std::uint64_t>(words, 16 * std::bit_width(words));
+      return kCallCost +
+             kWordCost * words * std::min<std::uint64_t>(words, 16 * std::bit_width(words));
     default:
-      return kCallCost + words;
+      return kCallCost + kWordCost * words;
   }
 }
 
