@@ -113,16 +113,18 @@ std::optional<std::vector<mpz_class>> solve(const Operator& f,
 // operator()(t, v):
 //  1. classifies every argument of t, first to last, exactly as the
 //     calculators do (valued, free or defaulted; defaulting stays in the
-//     store whatever happens next); valued and defaulted arguments both count
-//     as known;
+//     store unless a value is then recorded for the same constant); valued
+//     and defaulted arguments both count as known, except for the free
+//     constants without a value that classification defaulted (below);
 //  2. normalises v through the store; Refused(kNotAValueMessage) unless that
 //     gives a value;
-//  3. with no free argument: records nothing when t already normalises to v,
-//     otherwise throws NoValue (the call is a question about t, and the
-//     answer is already fixed);
-//  4. otherwise finds values for the free arguments, or throws NoValue when
-//     none exist, and records them with calculated_value, one per distinct
-//     free term, in argument order.
+//  3. with no free argument and no such constant: records nothing when t
+//     already normalises to v, otherwise throws NoValue (the call is a
+//     question about t, and the answer is already fixed);
+//  4. otherwise finds values for the free arguments and those constants, or
+//     throws NoValue when none exist, and records them with
+//     calculated_value, one per distinct free term, in order of first
+//     occurrence in t's arguments.
 //
 // Equality and ite over declared sorts and arrays are solved on the values
 // as terms: a value different from a known one is the next abstract value
