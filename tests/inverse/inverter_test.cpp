@@ -30,6 +30,7 @@ using inverse::NoValue;
 using inverse::Operator;
 using inverse::Refused;
 using Pattern = std::vector<std::optional<mpz_class>>;
+using Values = std::vector<mpz_class>;
 
 // --- Operators ------------------------------------------------------------------
 
@@ -514,6 +515,176 @@ TEST(InverterExhaustive, SquaresAtSixteenBits) {
   }
 }
 
+// --- Free constants nested inside arguments, exhaustively -----------------------------
+// Through a model store: x (and y) free, k valued, and the free constants also
+// inside an argument: before their own position, after it, in several
+// arguments, or only there. Brute force over the free constants with the test
+// evaluator is the judge: the inverter answers exactly when some assignment
+// gives v, then records one value per free constant (which replaces the
+// default classification gave it) and t normalises to v.
+
+struct NestedCase {
+  const Term* t;
+  std::vector<const Term*> free;  // the free constants in t
+};
+
+using Known = std::vector<std::pair<const Term*, const Term*>>;
+
+const Term* value_of_width(TermManager& mgr, std::uint64_t x, std::size_t width) {
+  if (width == 0) return x != 0 ? mgr.true_term() : mgr.false_term();
+  return mgr.make_bv_number(QNumber(static_cast<long>(x)), width);
+}
+
+// Whether some assignment of the free constants gives each value of t, by
+// brute force over them.
+std::vector<char> reachable_values(TermManager& mgr, const NestedCase& c, const Known& known) {
+  std::ostringstream sink;
+  ModelStore judge(&mgr, &sink);
+  for (const auto& [constant, value] : known) judge.set_value(constant, value);
+  std::size_t total = 0;
+  for (const Term* x : c.free) total += bits(width_of(mgr, x));
+  std::vector<char> reachable(std::size_t{1} << bits(width_of(mgr, c.t)), 0);
+  for (std::uint64_t code = 0; code < (std::uint64_t{1} << total); ++code) {
+    std::uint64_t rest = code;
+    for (const Term* x : c.free) {
+      const std::size_t w = width_of(mgr, x);
+      judge.set_value(x, value_of_width(mgr, rest & mask(bits(w)), w));
+      rest >>= bits(w);
+    }
+    auto r = evaluate(mgr, judge, c.t);
+    EXPECT_TRUE(r.has_value()) << c.t->to_shallow_str();
+    if (r) reachable[*r] = 1;
+  }
+  return reachable;
+}
+
+// One case for every v, each in a fresh store holding the known values.
+void check_nested(TermManager& mgr, SetFreeTermPredicate& pred, const NestedCase& c,
+                  const Known& known, Counts& counts) {
+  const std::vector<char> reachable = reachable_values(mgr, c, known);
+  std::ostringstream sink;
+  for (std::uint64_t vc = 0; vc < reachable.size(); ++vc) {
+    ++counts.cases;
+    ModelStore store(&mgr, &sink);
+    for (const auto& [constant, value] : known) store.set_value(constant, value);
+    const Term* v = value_of_width(mgr, vc, width_of(mgr, c.t));
+    std::string error;
+    try {
+      Inverter(&mgr, &store, &pred)(c.t, v);
+    } catch (const adhoccalculator::AdHocCalculator::error& e) {
+      error = e.what();
+    }
+    std::string problem;
+    if (!reachable[vc]) {
+      if (error != inverse::kNoValueMessage)
+        problem = "answered '" + error + "' where no value exists";
+    } else if (!error.empty()) {
+      problem = "refused '" + error + "' where a value exists";
+    } else if (store.get_normalized(c.t) != v) {
+      problem = "the recorded values do not give v";
+    } else if (store.constraints().size() != c.free.size()) {
+      problem = "not one record per free constant";
+    } else {
+      ++counts.solved;
+      for (std::size_t i = 0; i < c.free.size() && problem.empty(); ++i) {
+        const Term* recorded = store.constraints()[i];
+        if (recorded->arg(0) != c.free[i] || store.value_of(c.free[i]) != recorded->arg(1)) {
+          problem = "the model keeps a value other than the one recorded";
+        }
+      }
+    }
+    if (!problem.empty() && ++counts.failures <= 10) {
+      std::string where = c.t->to_shallow_str();
+      for (const auto& [constant, value] : known) {
+        where += " " + constant->to_shallow_str() + " := " + value->to_shallow_str();
+      }
+      ADD_FAILURE() << where << ", v = " << v->to_shallow_str() << ": " << problem;
+    }
+  }
+}
+
+TEST(InverterExhaustive, FreeConstantsNestedInArguments) {
+  Counts counts;
+  for (std::size_t w = 1; w <= 4; ++w) {
+    TermManager mgr;
+    SetFreeTermPredicate pred;
+    const DataType* type = mgr.bv_type(w);
+    const Term* x = mgr.make_constant("x", type);
+    const Term* y = mgr.make_constant("y", type);
+    const Term* k = mgr.make_constant("k", type);
+    pred.mark_free(x);
+    pred.mark_free(y);
+    auto app = [&](Op op, const Term* a, const Term* b) {
+      return mgr.make_term(mgr.make_bv_symbol(op, w), {a, b});
+    };
+    const Term* not_x = mgr.make_term(mgr.make_bv_not_symbol(w), {x});
+    const Term* mul_x = app(Op::BVMul, x, k);
+    const Term* shift_x = app(Op::BVLshr, k, x);
+    for (Op op : binary_ops()) {
+      const Symbol* f = symbol_of(mgr, bv(op, w));
+      auto top = [&](const Term* a, const Term* b) { return mgr.make_term(f, {a, b}); };
+      const std::vector<NestedCase> cases{
+          // earlier
+          {top(not_x, x), {x}},
+          {top(mul_x, x), {x}},
+          {top(shift_x, x), {x}},
+          // later
+          {top(x, not_x), {x}},
+          {top(x, mul_x), {x}},
+          {top(x, shift_x), {x}},
+          // several arguments
+          {top(not_x, mul_x), {x}},
+          {top(shift_x, not_x), {x}},
+          // only nested
+          {top(mul_x, k), {x}},
+          {top(k, shift_x), {x}},
+          // several constants
+          {top(app(Op::BVAdd, x, y), app(Op::BVMul, y, k)), {x, y}},
+          {top(y, app(Op::BVSub, x, y)), {y, x}},
+      };
+      for (std::uint64_t kv = 0; kv <= mask(w); ++kv) {
+        const Known known{{k, value_of_width(mgr, kv, w)}};
+        for (const NestedCase& c : cases) check_nested(mgr, pred, c, known, counts);
+      }
+    }
+  }
+  finish(counts);
+}
+
+// A free Boolean inside conditions and connectives, with branches of width 1 to 4.
+TEST(InverterExhaustive, BooleanConstantsNestedInArguments) {
+  Counts counts;
+  for (std::size_t w = 1; w <= 4; ++w) {
+    TermManager mgr;
+    SetFreeTermPredicate pred;
+    const Term* p = mgr.make_constant("p", mgr.bool_type());
+    const Term* q = mgr.make_constant("q", mgr.bool_type());
+    const Term* a = mgr.make_constant("a", mgr.bv_type(w));
+    const Term* b = mgr.make_constant("b", mgr.bv_type(w));
+    pred.mark_free(p);
+    const Term* not_p = mgr.make_not(p);
+    const std::vector<NestedCase> cases{
+        {mgr.make_ite(p, a, mgr.make_ite(not_p, b, a)), {p}},
+        {mgr.make_ite(mgr.make_and(q, not_p), a, mgr.make_ite(p, b, a)), {p}},
+        {mgr.make_equal(mgr.make_ite(p, a, b), mgr.make_ite(not_p, a, b)), {p}},
+        {mgr.make_or(mgr.make_and(not_p, q), p), {p}},
+        {mgr.make_iff(mgr.make_or(q, p), p), {p}},
+        {mgr.make_ite(mgr.make_equal(a, b), mgr.make_ite(p, a, b), a), {p}},
+    };
+    for (std::uint64_t av = 0; av <= mask(w); ++av) {
+      for (std::uint64_t bv = 0; bv <= mask(w); ++bv) {
+        for (std::uint64_t qv = 0; qv <= 1; ++qv) {
+          const Known known{{a, value_of_width(mgr, av, w)},
+                            {b, value_of_width(mgr, bv, w)},
+                            {q, value_of_width(mgr, qv, 0)}};
+          for (const NestedCase& c : cases) check_nested(mgr, pred, c, known, counts);
+        }
+      }
+    }
+  }
+  finish(counts);
+}
+
 // --- Random checks at wide widths ------------------------------------------------------
 
 class Random {
@@ -683,6 +854,71 @@ TEST(InverterRandom, Width3000) {
   EXPECT_EQ(counts.failures, 0);
 }
 
+// --- The widest widths -------------------------------------------------------------------
+// Square roots, shift amounts and shifts by the shifted value itself at 2^20
+// bits, read off the values rather than searched.
+
+constexpr std::size_t kWidest = std::size_t{1} << 20;
+
+mpz_class widest_ones() {
+  return pow2(kWidest) - 1;
+}
+
+TEST(InverterWidest, SquareRoots) {
+  const Operator f = bv(Op::BVMul, kWidest);
+  const Pattern both{std::nullopt, std::nullopt};
+  // 9, an odd number that is 1 mod 8 with a dense root, and an even square.
+  mpz_class dense = widest_ones() / 3;  // 0101...01
+  const mpz_class dense_square = (dense * dense) % pow2(kWidest);
+  for (const mpz_class& v : {mpz_class(9), dense_square, mpz_class(mpz_class(49) << 4000)}) {
+    auto got = inverse::solve(f, both, v, {0, 0});
+    ASSERT_TRUE(got.has_value());
+    const mpz_class& x = (*got)[0];
+    EXPECT_EQ(mpz_class((x * x) % pow2(kWidest)), v);
+  }
+  // Odd numbers that are not 1 mod 8 and odd powers of two have no root.
+  EXPECT_FALSE(inverse::solve(f, both, mpz_class(3), {0, 0}).has_value());
+  EXPECT_FALSE(inverse::solve(f, both, mpz_class(mpz_class(9) << 5), {0, 0}).has_value());
+}
+
+TEST(InverterWidest, ShiftAmounts) {
+  const mpz_class ones = widest_ones();
+  const Values shifted{ones, 0};
+  // ones << s = v: s from the trailing zeros of v; 3 is no shift of ones.
+  EXPECT_FALSE(inverse::solve(bv(Op::BVShl, kWidest), 1, shifted, 3).has_value());
+  auto s = inverse::solve(bv(Op::BVShl, kWidest), 1, shifted, mpz_class((ones << 12345) & ones));
+  ASSERT_TRUE(s.has_value());
+  EXPECT_EQ(*s, 12345);
+  // The first amount that shifts everything out is the width itself.
+  EXPECT_EQ(inverse::solve(bv(Op::BVShl, kWidest), 1, shifted, 0), mpz_class(kWidest));
+  // ones >> s and the sign fill of ones >>a s, from the leading bits.
+  EXPECT_EQ(inverse::solve(bv(Op::BVLshr, kWidest), 1, shifted, 3), mpz_class(kWidest - 2));
+  EXPECT_FALSE(inverse::solve(bv(Op::BVLshr, kWidest), 1, shifted, 5).has_value());
+  EXPECT_EQ(inverse::solve(bv(Op::BVLshr, kWidest), 1, shifted, mpz_class(ones >> 777)),
+            mpz_class(777));
+  const Values negative{mpz_class(ones - 5), 0};  // ...1010 >>a 1 = ...1101
+  EXPECT_EQ(inverse::solve(bv(Op::BVAshr, kWidest), 1, negative, mpz_class(ones - 2)),
+            mpz_class(1));
+  EXPECT_EQ(inverse::solve(bv(Op::BVAshr, kWidest), 1, negative, ones), mpz_class(3));
+  EXPECT_FALSE(inverse::solve(bv(Op::BVAshr, kWidest), 1, negative, 0).has_value());
+}
+
+TEST(InverterWidest, ShiftByItself) {
+  const Pattern both{std::nullopt, std::nullopt};
+  const std::vector<std::size_t> same{0, 0};
+  // x << x = 3 has no x: the answer is decided, not searched.
+  EXPECT_FALSE(inverse::solve(bv(Op::BVShl, kWidest), both, 3, same).has_value());
+  auto got = inverse::solve(bv(Op::BVShl, kWidest), both, mpz_class(mpz_class(1000) << 1000), same);
+  ASSERT_TRUE(got.has_value());
+  EXPECT_EQ((*got)[0], 1000);
+  EXPECT_FALSE(inverse::solve(bv(Op::BVLshr, kWidest), both, 1, same).has_value());
+  EXPECT_EQ(inverse::solve(bv(Op::BVLshr, kWidest), both, 0, same), Values({0, 0}));
+  auto fill = inverse::solve(bv(Op::BVAshr, kWidest), both, widest_ones(), same);
+  ASSERT_TRUE(fill.has_value());
+  EXPECT_EQ(inverse::evaluate(bv(Op::BVAshr, kWidest), *fill), widest_ones());
+  EXPECT_FALSE(inverse::solve(bv(Op::BVAshr, kWidest), both, 5, same).has_value());
+}
+
 // --- Named cases of the pure layer -------------------------------------------------------
 
 TEST(InverterSolve, DocumentedChoices) {
@@ -836,6 +1072,130 @@ TEST_F(InverterTest, FreeConstantInsideALaterArgument) {
   const Term* u = mgr.make_term(mgr.make_bv_add_symbol(32),
                                 {wide, mgr.make_term(mgr.make_bv_neg_symbol(32), {wide})});
   EXPECT_EQ(run(u, num(0, 32)), inverse::kTooWideMessage);
+}
+
+TEST_F(InverterTest, FreeConstantInsideAnEarlierArgument) {
+  // Classifying ~x gives x its default before x's own position is read.
+  const Term* x = free(bvc("x", 4));
+  const Term* t =
+      mgr.make_term(mgr.make_bv_sub_symbol(4), {mgr.make_term(mgr.make_bv_not_symbol(4), {x}), x});
+  EXPECT_EQ(run(t, num(1, 4)), "");
+  EXPECT_EQ(constraints(), "((= x #x7))");
+  EXPECT_EQ(store.value_of(x), num(7, 4));
+  EXPECT_EQ(store.get_normalized(t), num(1, 4));
+
+  const Term* y = free(bvc("y", 8));
+  const Term* u = mgr.make_term(mgr.make_bv_add_symbol(8),
+                                {mgr.make_term(mgr.make_bv_mul_symbol(8), {y, num(3, 8)}), y});
+  EXPECT_EQ(run(u, num(100, 8)), "");
+  EXPECT_EQ(store.value_of(y), num(25, 8));
+  EXPECT_EQ(store.get_normalized(u), num(100, 8));
+}
+
+TEST_F(InverterTest, FreeConstantOnlyInsideArguments) {
+  // x has no position of its own; its value is searched and recorded all the same.
+  const Term* x = free(bvc("x", 8));
+  const Term* t =
+      mgr.make_term(mgr.make_bv_add_symbol(8),
+                    {mgr.make_term(mgr.make_bv_mul_symbol(8), {x, num(3, 8)}), num(1, 8)});
+  EXPECT_EQ(run(t, num(10, 8)), "");
+  EXPECT_EQ(constraints(), "((= x #x03))");
+  EXPECT_EQ(run(t, num(10, 8)), "");  // now valued: nothing to record
+  EXPECT_EQ(constraints(), "((= x #x03))");
+
+  // Several constants, in several arguments: recorded in order of first occurrence.
+  const Term* a = free(bvc("a", 4));
+  const Term* b = free(bvc("b", 4));
+  const Term* u =
+      mgr.make_term(mgr.make_bv_xor_symbol(4), {mgr.make_term(mgr.make_bv_shl_symbol(4), {b, a}),
+                                                mgr.make_term(mgr.make_bv_sub_symbol(4), {a, b})});
+  EXPECT_EQ(run(u, num(9, 4)), "");
+  EXPECT_EQ(store.get_normalized(u), num(9, 4));
+  ASSERT_EQ(store.constraints().size(), 3u);
+  EXPECT_EQ(store.constraints()[1]->arg(0), b);
+  EXPECT_EQ(store.constraints()[2]->arg(0), a);
+}
+
+TEST_F(InverterTest, FreeBooleanWithBranchesOfADeclaredSort) {
+  const DataType* sort = mgr.sort_type("U");
+  const Term* f = free(boolc("f"));
+  const Term* a = valued(mgr.make_constant("a", sort), mgr.make_abstract_value(0, sort));
+  const Term* b = valued(mgr.make_constant("b", sort), mgr.make_abstract_value(1, sort));
+  const Term* t = mgr.make_ite(f, a, mgr.make_ite(mgr.make_not(f), b, a));
+  EXPECT_EQ(run(t, mgr.make_abstract_value(1, sort)), "");
+  EXPECT_EQ(constraints(), "((= f false))");
+  EXPECT_EQ(store.get_normalized(t), mgr.make_abstract_value(1, sort));
+  EXPECT_EQ(run(t, mgr.make_abstract_value(2, sort)), inverse::kNoValueMessage);
+
+  // An equality over the sort decides the condition; the other side stays free.
+  const Term* g = free(boolc("g"));
+  const Term* u = free(mgr.make_constant("u", sort));
+  const Term* eq = mgr.make_equal(u, mgr.make_ite(g, a, mgr.make_ite(g, b, b)));
+  EXPECT_EQ(run(eq, mgr.false_term()), "");
+  EXPECT_EQ(store.get_normalized(eq), mgr.false_term());
+}
+
+TEST_F(InverterTest, AbstractValuesReadBack) {
+  const DataType* sort = mgr.sort_type("U");
+  const Term* y = free(mgr.make_constant("y", sort));
+  const Term* b = valued(mgr.make_constant("b", sort),
+                         mgr.make_abstract_value(inverse::kLargestAbstractIndex, sort));
+  EXPECT_EQ(run(mgr.make_equal(y, b), mgr.false_term()), "");
+  EXPECT_EQ(store.value_of(y), mgr.make_abstract_value(0, sort));
+
+  const DataType* arr = mgr.array_type(mgr.bool_type(), sort);
+  const Term* c = free(mgr.make_constant("c", arr));
+  const Term* d = valued(
+      mgr.make_constant("d", arr),
+      mgr.make_const_array(arr, mgr.make_abstract_value(inverse::kLargestAbstractIndex, sort)));
+  EXPECT_EQ(run(mgr.make_equal(c, d), mgr.false_term()), "");
+  EXPECT_EQ(store.value_of(c), mgr.make_const_array(arr, mgr.make_abstract_value(0, sort)));
+
+  // Below the limit the next index is taken, as always.
+  const Term* z = free(mgr.make_constant("z", sort));
+  const Term* e = valued(mgr.make_constant("e", sort),
+                         mgr.make_abstract_value(inverse::kLargestAbstractIndex - 1, sort));
+  EXPECT_EQ(run(mgr.make_equal(z, e), mgr.false_term()), "");
+  EXPECT_EQ(store.value_of(z), mgr.make_abstract_value(inverse::kLargestAbstractIndex, sort));
+}
+
+TEST_F(InverterTest, SearchWorkIsBounded) {
+  // A 16-bit constant under million-bit products: refused after bounded work,
+  // recording nothing.
+  constexpr std::size_t kWide = std::size_t{1} << 20;
+  const Term* x = free(bvc("x", 16));
+  const Term* ones = mgr.make_term(mgr.make_bv_not_symbol(kWide), {num(0, kWide)});
+  const Term* wide_x = mgr.make_term(mgr.make_bv_zero_extend_symbol(kWide - 16, 16), {x});
+  const Term* product =
+      mgr.make_term(mgr.make_bv_mul_symbol(kWide),
+                    {mgr.make_term(mgr.make_bv_not_symbol(kWide), {wide_x}), ones});
+  const Term* t =
+      mgr.make_term(mgr.make_bv_add_symbol(16),
+                    {x, mgr.make_term(mgr.make_bv_extract_symbol(15, 0, kWide), {product})});
+  EXPECT_EQ(run(t, num(0, 16)), inverse::kTooWideMessage);
+  EXPECT_EQ(constraints(), "()");
+
+  // Wide sorts whose values stay small are searched in full.
+  const Term* c = bvc("c", kWide);  // defaulted to 0
+  auto twice = [&](const Term* y, std::size_t w) {
+    const Term* wide_y = mgr.make_term(mgr.make_bv_zero_extend_symbol(kWide - w, w), {y});
+    const Term* sum = mgr.make_term(mgr.make_bv_add_symbol(kWide), {c, wide_y});
+    return mgr.make_term(mgr.make_bv_add_symbol(w),
+                         {y, mgr.make_term(mgr.make_bv_extract_symbol(w - 1, 0, kWide), {sum})});
+  };
+  const Term* y = free(bvc("y", 12));
+  EXPECT_EQ(run(twice(y, 12), num(6, 12)), "");
+  EXPECT_EQ(store.value_of(y), num(3, 12));
+  const Term* z = free(bvc("z", 12));
+  EXPECT_EQ(run(twice(z, 12), num(1, 12)), inverse::kNoValueMessage);
+  // Every value of a 16-bit constant is tried when it costs a few evaluations each ...
+  const Term* s = free(bvc("s", 16));
+  const Term* small = mgr.make_term(
+      mgr.make_bv_add_symbol(16), {s, mgr.make_term(mgr.make_bv_mul_symbol(16), {s, num(3, 16)})});
+  EXPECT_EQ(run(small, num(1, 16)), inverse::kNoValueMessage);
+  // ... but not under four.
+  const Term* r = free(bvc("r", 16));
+  EXPECT_EQ(run(twice(r, 16), num(1, 16)), inverse::kTooWideMessage);
 }
 
 TEST_F(InverterTest, UninterpretedAndArraySorts) {

@@ -1,6 +1,8 @@
 #include "kora/inverse/inverter.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
@@ -172,14 +174,31 @@ std::optional<mpz_class> urem_dividend_in(const mpz_class& d, const mpz_class& r
   return std::nullopt;
 }
 
-// The first of the shift amounts 0..w (as values of the free argument) that
-// makes the shift of c equal v.
+// Number of significant bits of x (0 for x = 0).
+std::size_t bit_length(const mpz_class& x) {
+  return x == 0 ? 0 : mpz_sizeinbase(x.get_mpz_t(), 2);
+}
+
+// The first shift amount s in 0..w (as a value of the free argument) whose
+// shift of c can equal v, read off the positions of the outermost one bits
+// rather than searched; the caller checks it. A non-zero result fixes s, and
+// 0 is first reached where the last one bit of c leaves the word.
+// c << s = v: v = 0: s = 0 (c = 0) or w - ctz(c); v != 0: s = ctz(v) - ctz(c)
+// c >> s = v: v = 0: s = bits(c); v != 0: s = bits(c) - bits(v)
+// c >>a s = v: as c >> s = v for c >= 0; as ~c >> s = ~v for c < 0 (the sign fill)
 std::optional<mpz_class> shift_amount(const Operator& f, const mpz_class& c, const mpz_class& v) {
-  for (std::size_t s = 0; s <= f.width; ++s) {
-    const mpz_class x = s;
-    if (evaluate(f, {c, x}) == v) return x;
+  const std::size_t w = f.width;
+  if (f.op == Op::BVShl) {
+    if (c == 0) return mpz_class(0);
+    if (v == 0) return mpz_class(static_cast<unsigned long>(w - ctz(c)));
+    if (ctz(v) < ctz(c)) return std::nullopt;
+    return mpz_class(static_cast<unsigned long>(ctz(v) - ctz(c)));
   }
-  return std::nullopt;
+  const bool fill = f.op == Op::BVAshr && msb(c, w);
+  const mpz_class from = fill ? mpz_class(ones(w) ^ c) : c;
+  const mpz_class to = fill ? mpz_class(ones(w) ^ v) : v;
+  if (bit_length(to) > bit_length(from)) return std::nullopt;
+  return mpz_class(static_cast<unsigned long>(bit_length(from) - bit_length(to)));
 }
 
 // Signed division works on magnitudes in the two sign classes of x: x >= 0
@@ -372,18 +391,28 @@ std::optional<mpz_class> solve_single(const Operator& f, std::size_t pos, Values
 // --- The same free term at both positions ---------------------------------------
 
 // An odd y with y^2 = u mod 2^m, u odd: m = 1: y = 1; m = 2: solvable iff u = 1 mod 4;
-// m >= 3: solvable iff u = 1 mod 8, lifted bit by bit from y = 1
+// m >= 3: solvable iff u = 1 mod 8, and y is the root that is 1 mod 4 and below 2^(m-1)
 std::optional<mpz_class> odd_square_root(const mpz_class& u, std::size_t m) {
   if (m == 1) return mpz_class(1);
   if (m == 2) return low(u, 2) == 1 ? std::optional<mpz_class>(1) : std::nullopt;
   if (low(u, 3) != 1) return std::nullopt;
-  // (y + 2^(k-1))^2 = y^2 + 2^k mod 2^(k+1) for odd y and k >= 3, which fixes bit k.
-  mpz_class y = 1;
-  for (std::size_t k = 3; k < m; ++k) {
-    const mpz_class diff = low(y * y - u, k + 1);
-    if (bit(diff, k)) y += pow2(k - 1);
+  // Newton's iteration for r = 1 / sqrt(u) over the 2-adic integers: when
+  // e = 1 - u r^2 = 0 mod 2^k, r' = r (1 + e/2) leaves 1 - u r'^2 = 0 mod
+  // 2^(2k-2), so the precision nearly doubles per step from r = 1 (k = 3) and
+  // a million bits take about twenty multiplications of growing size, not a
+  // million of full size.
+  mpz_class r = 1;
+  for (std::size_t k = 3; k < m;) {
+    const std::size_t next = std::min(2 * k - 2, m);
+    const mpz_class e = low(1 - low(u, next + 1) * low(r * r, next + 1), next + 1);
+    r = low(r + r * shr(e, 1), next);
+    k = next;
   }
-  return low(y, m);
+  // u r is a root, since (u r)^2 = u (u r^2); of the four, keep the one the
+  // choice above names: +-y and +-y + 2^(m-1) square alike.
+  mpz_class y = low(u * r, m);
+  if (bit(y, 1)) y = neg(y, m);
+  return low(y, m - 1);
 }
 
 // x * x = v: v = 0 (x = 0), or ctz(v) = 2j, (v >> 2j) square mod 2^(w-2j); x = 2^j * sqrt(v >> 2j)
@@ -416,16 +445,22 @@ Values shared_candidates(const Operator& f, const mpz_class& v) {
     case Op::BVMul:
       if (auto x = mul_square_root(v, w)) return {*x};
       return {};
-    // x shifted by x: every x < w, and one x >= w of each sign (only ashr sees the sign)
-    case Op::BVShl:
-    case Op::BVLshr:
-    case Op::BVAshr: {
+    // x << x = v: v = 0 (x = 0), or x < w and ctz(v) = x + ctz(x), so x is at most ctz(v) and
+    // less than 64 below it (ctz(x) <= log2(x))
+    case Op::BVShl: {
+      if (v == 0) return {0};
+      const std::size_t z = ctz(v);
       Values xs;
-      for (std::size_t s = 0; s < w; ++s) xs.emplace_back(s);
-      xs.push_back(ones(w));
-      xs.push_back(shr(ones(w), 1));
+      for (std::size_t s = z > 64 ? z - 64 : 0; s <= z && s < w; ++s) xs.emplace_back(s);
       return xs;
     }
+    // x >> x = 0 for every x: below w, x < 2^x; from w on, every bit leaves
+    case Op::BVLshr:
+      return {0};
+    // x >>a x: 0 for x < w (its sign bit is clear then, as w - 1 < 2^(w-1)), the sign fill for
+    // x >= w; x = 0 and x = ones reach both
+    case Op::BVAshr:
+      return {0, ones(w)};
     // x / x = v: x = 1 gives 1, x = 0 gives ones (unsigned and signed)
     case Op::BVUdiv:
     case Op::BVSdiv:
@@ -786,6 +821,122 @@ std::optional<Values> solve(const Operator& f, const std::vector<std::optional<m
 
 // --- Inverter ----------------------------------------------------------------------
 
+namespace {
+
+// Booleans and bit-vectors: the sorts whose values the search can enumerate.
+bool enumerable(const DataType* type) {
+  return type->is_bool() || type->is_bv();
+}
+
+std::size_t bits_of(const DataType* type) {
+  return type->is_bool() ? 1 : type->width();
+}
+
+std::uint64_t words_of(const mpz_class& x) {
+  return mpz_size(x.get_mpz_t());
+}
+
+// What evaluating op over arguments of the given words costs, in the unit of
+// Inverter::kSearchBudget: an overhead for the call and its small copies,
+// plus four per word of the arguments as they are (each is copied, and
+// large blocks cost more to allocate than small ones), so that wide but
+// sparse values stay cheap. Products and quotients pay more: schoolbook cost
+// while small, roughly FFT cost beyond.
+std::uint64_t evaluation_cost(Op op, std::uint64_t words) {
+  constexpr std::uint64_t kCallCost = 64;
+  constexpr std::uint64_t kWordCost = 4;
+  switch (op) {
+    case Op::BVMul:
+    case Op::BVUdiv:
+    case Op::BVUrem:
+    case Op::BVSdiv:
+    case Op::BVSrem:
+      return kCallCost +
+             kWordCost * words * std::min<std::uint64_t>(words, 16 * std::bit_width(words));
+    default:
+      return kCallCost + kWordCost * words;
+  }
+}
+
+// Whether each subterm of t contains one of roots, for every subterm.
+std::unordered_map<const Term*, bool> dependence(const Term* t,
+                                                 const std::unordered_set<const Term*>& roots) {
+  std::unordered_map<const Term*, bool> depends;
+  std::vector<std::pair<const Term*, bool>> stack{{t, false}};
+  while (!stack.empty()) {
+    auto [u, expanded] = stack.back();
+    if (depends.contains(u)) {
+      stack.pop_back();
+      continue;
+    }
+    if (!expanded && !roots.contains(u)) {
+      stack.back().second = true;
+      for (const Term* b : u->args()) stack.emplace_back(b, false);
+      continue;
+    }
+    bool d = roots.contains(u);
+    for (const Term* b : u->args()) d = d || depends.at(b);
+    depends.emplace(u, d);
+    stack.pop_back();
+  }
+  return depends;
+}
+
+}  // namespace
+
+// The state of one search: the part of t that depends on the searched
+// constants, compiled once into applications over numbered slots (the
+// searched constants first, then every value that does not depend on them,
+// read from the store once, then one slot per application in evaluation
+// order), so that an assignment costs the dependent applications only.
+// Values of sorts without arithmetic stand in the slots as small ids.
+struct Inverter::Search {
+  struct Node {
+    Operator op;
+    std::vector<std::size_t> args;
+    std::size_t out = 0;
+  };
+
+  std::unordered_map<const Term*, bool> depends;
+  std::unordered_map<const Term*, std::size_t> slot_of;
+  // By argument position: its slot, or nothing for a free argument that is
+  // solved, not searched; and the first position of the same free term.
+  std::vector<std::optional<std::size_t>> slot;
+  std::vector<std::size_t> same;
+  // The required value, as a number or an id.
+  mpz_class want;
+  Values slots;
+  std::vector<Node> nodes;
+  // The work done so far, in the unit of kSearchBudget.
+  std::uint64_t cost = 0;
+  std::vector<const Term*> opaque;  // by id
+  std::unordered_map<const Term*, std::size_t> opaque_id;
+
+  std::size_t add_slot(const mpz_class& x) {
+    slots.push_back(x);
+    return slots.size() - 1;
+  }
+  mpz_class id(const Term* value) {
+    auto [it, fresh] = opaque_id.emplace(value, opaque.size());
+    if (fresh) opaque.push_back(value);
+    return mpz_class(static_cast<unsigned long>(it->second));
+  }
+  // Evaluates the dependent part for the assignment in the first slots.
+  void run() {
+    Values xs;
+    for (const Node& node : nodes) {
+      xs.clear();
+      std::uint64_t words = 1;
+      for (std::size_t a : node.args) {
+        xs.push_back(slots[a]);
+        words += words_of(slots[a]);
+      }
+      cost += evaluation_cost(node.op.op, words);
+      slots[node.out] = evaluate(node.op, xs);
+    }
+  }
+};
+
 Inverter::~Inverter() = default;
 
 mpz_class Inverter::to_number(const Term* value) const {
@@ -812,9 +963,13 @@ const Term* Inverter::other_value(const Term* value) {
       return bool_term(!is_true(value));
     case DataType::Kind::BitVec:
       return to_term(to_number(value) ^ 1, type);
-    case DataType::Kind::Sort:
-      // Abstract values with different indices are different values.
-      return mgr_->make_abstract_value(value->get_symbol()->param(0) + 1, type);
+    case DataType::Kind::Sort: {
+      // Abstract values with different indices are different values. The
+      // next index, unless that one could not be read back: then the
+      // smallest, which differs from an index that large.
+      const std::size_t k = value->get_symbol()->param(0);
+      return mgr_->make_abstract_value(k < kLargestAbstractIndex ? k + 1 : 0, type);
+    }
     case DataType::Kind::Array:
       // A model value of an array sort is a constant array.
       return mgr_->make_const_array(type, other_value(value->arg(0)));
@@ -824,13 +979,13 @@ const Term* Inverter::other_value(const Term* value) {
 
 // (x = c) = v over a sort without arithmetic: v: x = c; not v: x = a value other than c.
 // Both free: y = the default value and x as above; one term on both sides: solvable iff v.
-void Inverter::invert_equal_opaque(const std::vector<Arg>& args,
-                                   const std::vector<std::size_t>& same, const Term* v) {
+std::optional<std::vector<const Term*>> Inverter::equal_opaque_values(
+    const std::vector<Arg>& args, const std::vector<std::size_t>& same, const Term* v) {
   const bool want = is_true(v);
   std::vector<const Term*> values(2, nullptr);
   if (args[0].is_free() && args[1].is_free()) {
     if (same[1] == 0) {
-      if (!want) throw NoValue();
+      if (!want) return std::nullopt;
       values[0] = values[1] = store_->default_value(args[0].term->type());
     } else {
       values[1] = store_->default_value(args[1].term->type());
@@ -841,13 +996,14 @@ void Inverter::invert_equal_opaque(const std::vector<Arg>& args,
     const Term* c = args[1 - x].term;
     values[x] = want ? c : other_value(c);
   }
-  record(args, same, values);
+  return values;
 }
 
 // ite over a sort without arithmetic: the branch values (and v) become small
 // integers for the pure solver, which only ever compares them or copies v.
-void Inverter::invert_ite_opaque(const Term* t, const std::vector<Arg>& args,
-                                 const std::vector<std::size_t>& same, const Term* v) {
+std::optional<std::vector<const Term*>> Inverter::ite_opaque_values(
+    const Term* t, const std::vector<Arg>& args, const std::vector<std::size_t>& same,
+    const Term* v) {
   std::vector<const Term*> table{v};
   auto id = [&](const Term* value) {
     auto it = std::find(table.begin(), table.end(), value);
@@ -862,130 +1018,193 @@ void Inverter::invert_ite_opaque(const Term* t, const std::vector<Arg>& args,
   }
   const Operator f{Op::Ite, 0, 0, 0};
   auto done = solve(f, pattern, mpz_class(0), same);
-  if (!done) throw NoValue();
-  std::vector<const Term*> values{to_term((*done)[0], t->arg(0)->type()),
+  if (!done) return std::nullopt;
+  return std::vector<const Term*>{to_term((*done)[0], t->arg(0)->type()),
                                   table[(*done)[1].get_ui()], table[(*done)[2].get_ui()]};
-  record(args, same, values);
 }
 
-// A free constant that also occurs inside a later argument got a default value
-// when that argument was classified, so the later argument's value follows the
-// constant's. Its values are searched exhaustively; for each, the other
-// arguments are re-evaluated and the remaining free arguments solved.
-void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args,
-                                const std::vector<std::size_t>& same, const Term* v) {
-  const Operator f = *Operator::of(t);
-  const std::size_t n = args.size();
-  for (std::size_t i = 0; i < n; ++i) {
-    const DataType* type = t->arg(i)->type();
-    if (!type->is_bool() && !type->is_bv()) throw Refused(kOpaqueMessage);
+std::optional<std::vector<const Term*>> Inverter::opaque_values(
+    const Term* t, const std::vector<Arg>& args, const std::vector<std::size_t>& same,
+    const Term* v) {
+  if (t->get_symbol()->op() == Op::Equal) return equal_opaque_values(args, same, v);
+  return ite_opaque_values(t, args, same, v);
+}
+
+Inverter::Placed Inverter::unvalued_free_constants(const Term* t) {
+  Placed found;
+  std::unordered_set<const Term*> seen;
+  for (std::size_t i = 0; i < t->arity(); ++i) {
+    std::vector<const Term*> stack{t->arg(i)};
+    while (!stack.empty()) {
+      const Term* u = stack.back();
+      stack.pop_back();
+      if (!seen.insert(u).second) continue;
+      if (u->get_symbol()->op() == Op::Constant && store_->value_of(u) == nullptr &&
+          pred_->is_free(u)) {
+        found.emplace_back(u, i);
+      }
+      // Reversed, so that the arguments come off the stack left to right.
+      for (std::size_t j = u->arity(); j-- > 0;) stack.push_back(u->arg(j));
+    }
   }
-  std::vector<const Term*> searched;  // the dependent constants
-  std::size_t bits = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const Term* a = args[i].term;
-    if (!args[i].is_free() || same[i] != i || a->get_symbol()->op() != Op::Constant ||
-        store_->value_of(a) == nullptr) {
+  return found;
+}
+
+mpz_class Inverter::search_number(Search& s, const Term* value) const {
+  return enumerable(value->type()) ? to_number(value) : s.id(value);
+}
+
+const Term* Inverter::search_term(const Search& s, const mpz_class& x, const DataType* type) {
+  return enumerable(type) ? to_term(x, type) : s.opaque[x.get_ui()];
+}
+
+std::size_t Inverter::compile(Search& s, const Term* root) {
+  std::vector<std::pair<const Term*, bool>> stack{{root, false}};
+  while (!stack.empty()) {
+    auto [u, expanded] = stack.back();
+    if (s.slot_of.contains(u)) {
+      stack.pop_back();
       continue;
     }
-    searched.push_back(a);
-    bits += a->type()->is_bool() ? 1 : a->type()->width();
+    if (!s.depends.at(u)) {
+      const Term* normal = store_->get_normalized(u);
+      if (!store_->is_good_model_value(normal)) throw Refused(kOpaqueMessage);
+      s.slot_of.emplace(u, s.add_slot(search_number(s, normal)));
+      stack.pop_back();
+      continue;
+    }
+    if (!expanded) {
+      stack.back().second = true;
+      for (const Term* b : u->args()) stack.emplace_back(b, false);
+      continue;
+    }
+    auto g = Operator::of(u);
+    if (!g || u->arity() != g->arity()) throw Refused(kOpaqueMessage);
+    Search::Node node{*g, {}, 0};
+    for (const Term* b : u->args()) node.args.push_back(s.slot_of.at(b));
+    node.out = s.add_slot(0);
+    s.slot_of.emplace(u, node.out);
+    s.nodes.push_back(std::move(node));
+    stack.pop_back();
+  }
+  return s.slot_of.at(root);
+}
+
+void Inverter::place_arguments(Search& s, const Term* t, const std::vector<Arg>& args) {
+  const std::size_t n = args.size();
+  s.slot.assign(n, std::nullopt);
+  s.same.resize(n);
+  for (std::size_t i = 0; i < n; ++i) {
+    s.same[i] = i;
+    const Term* a = t->arg(i);
+    if (s.depends.at(a) && (args[i].has_value() || s.slot_of.contains(a))) {
+      s.slot[i] = compile(s, a);
+    } else if (args[i].has_value()) {
+      s.slot[i] = s.add_slot(search_number(s, args[i].term));
+    } else {
+      for (std::size_t j = 0; j < i; ++j) {
+        if (!s.slot[j] && t->arg(j) == a) {
+          s.same[i] = j;
+          break;
+        }
+      }
+    }
+  }
+}
+
+std::optional<std::vector<const Term*>> Inverter::solve_assignment(Search& s, const Term* t,
+                                                                   const std::vector<Arg>& args,
+                                                                   const Term* v) {
+  const std::size_t n = args.size();
+  const bool opaque = !enumerable(t->arg(n - 1)->type());
+  const bool any_free = std::find(s.slot.begin(), s.slot.end(), std::nullopt) != s.slot.end();
+  if (opaque && any_free) {
+    std::vector<Arg> known = args;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (s.slot[i]) {
+        known[i] = {Status::Valued, search_term(s, s.slots[*s.slot[i]], t->arg(i)->type())};
+      }
+    }
+    return opaque_values(t, known, s.same, v);
+  }
+  const Operator f = *Operator::of(t);
+  std::vector<std::optional<mpz_class>> pattern(n);
+  // Solving costs about what evaluating t does.
+  std::uint64_t words = 1 + words_of(s.want);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!s.slot[i]) continue;
+    pattern[i] = s.slots[*s.slot[i]];
+    words += words_of(*pattern[i]);
+  }
+  s.cost += evaluation_cost(f.op, words);
+  auto done = solve(f, pattern, s.want, s.same);
+  if (!done) return std::nullopt;
+  std::vector<const Term*> values(n, nullptr);
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!s.slot[i]) values[i] = search_term(s, (*done)[i], t->arg(i)->type());
+  }
+  return values;
+}
+
+// One record per free term, in the order of first occurrence; recording a
+// searched constant replaces the default it was given.
+void Inverter::record_search(const Search& s, const Term* t, const Placed& searched,
+                             const std::vector<const Term*>& values) {
+  for (std::size_t i = 0; i < t->arity(); ++i) {
+    if (!s.slot[i] && s.same[i] == i) calculated_value(t->arg(i), values[i]);
+    for (std::size_t k = 0; k < searched.size(); ++k) {
+      const Term* c = searched[k].first;
+      if (searched[k].second == i) calculated_value(c, to_term(s.slots[k], c->type()));
+    }
+  }
+}
+
+// Free constants that occur inside a non-free argument got default values
+// when that argument was classified, so the values of such arguments follow
+// the constants'. The constants' values are searched exhaustively; for each
+// assignment the dependent part is re-evaluated and the remaining free
+// arguments are solved.
+void Inverter::invert_dependent(const Term* t, const std::vector<Arg>& args, const Placed& searched,
+                                const Term* v) {
+  Search s;
+  std::unordered_set<const Term*> roots;
+  std::size_t bits = 0;
+  for (const auto& [c, where] : searched) {
+    if (!enumerable(c->type())) throw Refused(kOpaqueMessage);
+    bits += bits_of(c->type());
+    roots.insert(c);
+    s.slot_of.emplace(c, s.add_slot(0));
   }
   if (bits > kMaxSearchBits) throw Refused(kTooWideMessage);
+  s.depends = dependence(t, roots);
+  place_arguments(s, t, args);
+  s.want = search_number(s, v);
 
-  // Which subterms of t contain a searched constant; they are evaluated here,
-  // everything else is read from the store.
-  std::unordered_map<const Term*, bool> depends;
-  {
-    std::unordered_set<const Term*> roots(searched.begin(), searched.end());
-    std::vector<std::pair<const Term*, bool>> stack{{t, false}};
-    while (!stack.empty()) {
-      auto [u, expanded] = stack.back();
-      if (depends.contains(u)) {
-        stack.pop_back();
-        continue;
-      }
-      if (!expanded && !roots.contains(u)) {
-        stack.back().second = true;
-        for (const Term* b : u->args()) stack.emplace_back(b, false);
-        continue;
-      }
-      bool d = roots.contains(u);
-      for (const Term* b : u->args()) d = d || depends.at(b);
-      depends.emplace(u, d);
-      stack.pop_back();
-    }
-  }
-
-  const mpz_class want = to_number(v);
-  const mpz_class combinations = pow2(bits);
-  for (mpz_class code = 0; code < combinations; ++code) {
-    std::unordered_map<const Term*, mpz_class> value;
+  const std::uint64_t combinations = std::uint64_t{1} << bits;
+  for (std::uint64_t code = 0; code < combinations; ++code) {
     std::size_t offset = 0;
-    for (const Term* a : searched) {
-      const std::size_t width = a->type()->is_bool() ? 1 : a->type()->width();
-      value.emplace(a, low(shr(code, offset), width));
+    for (std::size_t k = 0; k < searched.size(); ++k) {
+      const std::size_t width = bits_of(searched[k].first->type());
+      s.slots[k] = static_cast<unsigned long>((code >> offset) & ((std::uint64_t{1} << width) - 1));
       offset += width;
     }
-    // Post-order over the dependent part of each argument.
-    auto value_under = [&](const Term* root) {
-      std::vector<std::pair<const Term*, bool>> stack{{root, false}};
-      while (!stack.empty()) {
-        auto [u, expanded] = stack.back();
-        if (value.contains(u)) {
-          stack.pop_back();
-          continue;
-        }
-        if (!depends.at(u)) {
-          const Term* normal = store_->get_normalized(u);
-          if (!store_->is_good_model_value(normal) ||
-              !(normal->type()->is_bool() || normal->type()->is_bv())) {
-            throw Refused(kOpaqueMessage);
-          }
-          value.emplace(u, to_number(normal));
-          stack.pop_back();
-          continue;
-        }
-        if (!expanded) {
-          stack.back().second = true;
-          for (const Term* b : u->args()) stack.emplace_back(b, false);
-          continue;
-        }
-        auto g = Operator::of(u);
-        const DataType* side = u->arity() > 1 ? u->arg(1)->type() : nullptr;
-        const bool opaque = side != nullptr && !side->is_bool() && !side->is_bv();
-        if (!g || ((g->op == Op::Equal || g->op == Op::Ite) && opaque)) {
-          throw Refused(kOpaqueMessage);
-        }
-        Values xs;
-        for (const Term* b : u->args()) xs.push_back(value.at(b));
-        value.emplace(u, evaluate(*g, xs));
-        stack.pop_back();
-      }
-      return value.at(root);
-    };
-    std::vector<std::optional<mpz_class>> pattern(n);
-    for (std::size_t i = 0; i < n; ++i) {
-      const Term* a = t->arg(i);
-      const bool searched_here = std::find(searched.begin(), searched.end(), a) != searched.end();
-      if (args[i].is_free() && !searched_here) continue;
-      pattern[i] = value_under(a);
-    }
-    std::vector<std::size_t> rest = same;
-    for (std::size_t i = 0; i < n; ++i) {
-      if (pattern[i]) rest[i] = i;
-    }
-    auto done = solve(f, pattern, want, rest);
-    if (!done) continue;
-    std::vector<const Term*> values(n, nullptr);
-    for (std::size_t i = 0; i < n; ++i) values[i] = to_term((*done)[i], t->arg(i)->type());
-    record(args, same, values);
+    s.run();
+    auto values = solve_assignment(s, t, args, v);
+    // Bounded by the work actually done, not by widths: wide values that
+    // stay small cost little.
+    if (s.cost > kSearchBudget) throw Refused(kTooWideMessage);
+    if (!values) continue;
+    record_search(s, t, searched, *values);
     return;
   }
   throw NoValue();
 }
 
 void Inverter::operator()(const Term* t, const Term* v) {
+  // Classification gives default values to the constants inside a non-free
+  // argument, free ones included; those are told apart by having had none
+  // before.
+  const Placed unvalued = unvalued_free_constants(t);
   std::vector<Arg> args;
   args.reserve(t->arity());
   for (const Term* a : t->args()) args.push_back(classify(a));
@@ -996,11 +1215,18 @@ void Inverter::operator()(const Term* t, const Term* v) {
   if (!store_->is_good_model_value(want) || want->type() != t->type()) {
     throw Refused(kNotAValueMessage);
   }
+  Placed searched;
+  for (const auto& placed : unvalued) {
+    if (store_->value_of(placed.first) != nullptr) searched.push_back(placed);
+  }
+  if (!searched.empty()) {
+    invert_dependent(t, args, searched, want);
+    return;
+  }
 
   const std::size_t n = args.size();
   std::vector<std::size_t> same(n);
   bool any_free = false;
-  bool dependent = false;
   for (std::size_t i = 0; i < n; ++i) {
     same[i] = i;
     if (!args[i].is_free()) continue;
@@ -1011,27 +1237,15 @@ void Inverter::operator()(const Term* t, const Term* v) {
         break;
       }
     }
-    // Only classification can have given a free constant a value: a later
-    // argument that contains it was defaulted.
-    const Term* a = args[i].term;
-    dependent = dependent || (a->get_symbol()->op() == Op::Constant && store_->value_of(a));
   }
   if (!any_free) {
     if (store_->get_normalized(t) != want) throw NoValue();
     return;
   }
-  if (dependent) {
-    invert_dependent(t, args, same, want);
-    return;
-  }
-  const DataType* side = t->arg(n - 1)->type();
-  const bool opaque = !side->is_bool() && !side->is_bv();
-  if (f->op == Op::Equal && opaque) {
-    invert_equal_opaque(args, same, want);
-    return;
-  }
-  if (f->op == Op::Ite && opaque) {
-    invert_ite_opaque(t, args, same, want);
+  if (!enumerable(t->arg(n - 1)->type())) {
+    auto values = opaque_values(t, args, same, want);
+    if (!values) throw NoValue();
+    record(args, same, *values);
     return;
   }
 
