@@ -40,19 +40,27 @@ void append_numeral(std::string& out, mpz_srcptr v, std::size_t width) {
   out.resize(start + digits);
 }
 
+// The same for a value below 2^64, without GMP: numerals of machine-sized
+// values are printed on every log line and answer.
+void append_word_numeral(std::string& out, std::uint64_t v, std::size_t width) {
+  const bool hex = width % 4 == 0;
+  const unsigned bits = hex ? 4 : 1;
+  out += hex ? "#x" : "#b";
+  out.resize(out.size() + (hex ? width / 4 : width), '0');
+  // The value is below 2^width, so its digits fit the padded field.
+  char* p = out.data() + out.size();
+  for (; v != 0; v >>= bits) *--p = "0123456789abcdef"[v & ((1U << bits) - 1)];
+}
+
 }  // namespace
 
 void Symbol::append_text(std::string& out) const {
   if (op_ != Op::BVNumber || numeral_ == nullptr) {
     out += name_;
-    return;
-  }
-  const std::size_t width = params_[0];
-  if (numeral_->is_small()) {
-    mpz_class v(static_cast<long>(numeral_->small_num()));
-    append_numeral(out, v.get_mpz_t(), width);
+  } else if (has_word_) {
+    append_word_numeral(out, word_, params_[0]);
   } else {
-    append_numeral(out, numeral_->big_numerator(), width);
+    append_numeral(out, numeral_->big_numerator(), params_[0]);
   }
 }
 
