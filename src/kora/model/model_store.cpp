@@ -1,5 +1,6 @@
 #include "kora/model/model_store.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "kora/terms/simplifiers.h"
@@ -82,7 +83,8 @@ void chain_step(Op op, std::size_t width, mpz_class& acc, const mpz_class& opera
 }  // namespace
 
 // The left spine of a chain: t, t's first argument while it is the same
-// operator and not yet normalised, and so on. spine_ holds it bottom last.
+// operator and not yet normalised, and so on. spine_ holds it bottom first,
+// the order in which the applications fold.
 void ModelStore::collect_spine(const Term* t) {
   spine_.clear();
   const Symbol* s = t->get_symbol();
@@ -91,18 +93,19 @@ void ModelStore::collect_spine(const Term* t) {
     spine_.push_back(u);
     u = u->arg(0);
   } while (u->get_symbol() == s && u->arity() == 2 && cached_normal_form(u) == nullptr);
+  std::reverse(spine_.begin(), spine_.end());
 }
 
 const Term* ModelStore::fold_chain(const Term* t) {
   collect_spine(t);
-  const Term* base = normal_form_of(spine_.back()->arg(0));
+  const Term* base = normal_form_of(spine_.front()->arg(0));
   const QNumber* first = mgr_->find_number(base->get_symbol());
   if (first == nullptr) return nullptr;
   const Op op = t->get_symbol()->op();
   const std::size_t w = t->get_symbol()->param(0);
   mpz_class acc = first->numerator();
-  for (auto it = spine_.rbegin(); it != spine_.rend(); ++it) {
-    const QNumber* operand = mgr_->find_number(normal_form_of((*it)->arg(1))->get_symbol());
+  for (const Term* u : spine_) {
+    const QNumber* operand = mgr_->find_number(normal_form_of(u->arg(1))->get_symbol());
     if (operand == nullptr) return nullptr;
     chain_step(op, w, acc, operand->numerator());
   }
@@ -127,7 +130,7 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
       // Normalise what hangs off the spine, then fold the spine at once.
       stack.back().second = Visit::ChainExpanded;
       collect_spine(t);
-      if (!done(spine_.back()->arg(0))) stack.emplace_back(spine_.back()->arg(0), Visit::Fresh);
+      if (!done(spine_.front()->arg(0))) stack.emplace_back(spine_.front()->arg(0), Visit::Fresh);
       for (const Term* u : spine_) {
         if (!done(u->arg(1))) stack.emplace_back(u->arg(1), Visit::Fresh);
       }
