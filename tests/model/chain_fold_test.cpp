@@ -123,6 +123,22 @@ TEST_F(ChainFold, ChainOverAnUnvaluedConstantIsRebuilt) {
   EXPECT_EQ(numeral_value(mgr, store.get_normalized(t)), expected(Op::BVXor, {cv, dv, 5, cv}));
 }
 
+TEST_F(ChainFold, ApplicationsOfThreeArgumentsAreNotChains) {
+  // The folders fold unary and binary applications only; a wider one is
+  // rebuilt over its normal forms, inside a chain or on top of one.
+  const Symbol* s = mgr.make_bv_add_symbol(kWidth);
+  const Term* n_c = store.get_normalized(c);
+  const Term* n_d = store.get_normalized(d);
+  const Term* cd = mgr.make_term(s, {c, d});
+  const Term* top = mgr.make_term(s, {cd, c, d});
+  const Term* n_cd = mgr.make_bv_number(qnum(mpz_mod2w(cv + dv, kWidth)), kWidth);
+  EXPECT_EQ(store.get_normalized(top), mgr.make_term(s, {n_cd, n_c, n_d}));
+  const Term* wide = mgr.make_term(s, {c, d, c});
+  const Term* over = mgr.make_term(s, {mgr.make_term(s, {wide, d}), c});
+  const Term* n_wide = mgr.make_term(s, {n_c, n_d, n_c});
+  EXPECT_EQ(store.get_normalized(over), mgr.make_term(s, {mgr.make_term(s, {n_wide, n_d}), n_c}));
+}
+
 TEST_F(ChainFold, MatchesTheFoldersOnEveryStep) {
   // The chain's value is what folding each application with its folder
   // gives.

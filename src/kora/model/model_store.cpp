@@ -125,7 +125,7 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
       stack.pop_back();
       continue;
     }
-    if (visit == Visit::Fresh && is_chain_operator(t->get_symbol()) &&
+    if (visit == Visit::Fresh && is_chain_operator(t->get_symbol()) && t->arity() == 2 &&
         t->arg(0)->get_symbol() == t->get_symbol() && !done(t->arg(0))) {
       // Normalise what hangs off the spine, then fold the spine at once.
       stack.back().second = Visit::ChainExpanded;
