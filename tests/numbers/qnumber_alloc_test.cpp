@@ -8,114 +8,14 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <new>
 
 #include "kora/numbers/qnumber.h"
+#include "support/alloc_counting.h"
 
-namespace {
-
-// Plain globals: the counters are touched before main and from operator new
-// itself, where nothing may allocate.
-std::size_t g_new_calls = 0;
-std::size_t g_gmp_calls = 0;
-bool g_fail_next_new = false;
-
-void* counted_alloc(std::size_t n, std::size_t align, bool nothrow) {
-  ++g_new_calls;
-  if (g_fail_next_new) {
-    g_fail_next_new = false;
-    if (nothrow) return nullptr;
-    throw std::bad_alloc();
-  }
-  if (n == 0) n = 1;
-  void* p = nullptr;
-  if (align <= alignof(std::max_align_t)) {
-    p = std::malloc(n);
-  } else {
-    n = (n + align - 1) / align * align;  // aligned_alloc wants a multiple of the alignment
-    p = std::aligned_alloc(align, n);
-  }
-  if (p == nullptr && !nothrow) throw std::bad_alloc();
-  return p;
-}
-
-void* gmp_alloc(std::size_t n) {
-  ++g_gmp_calls;
-  return std::malloc(n);
-}
-
-void* gmp_realloc(void* p, std::size_t, std::size_t n) {
-  ++g_gmp_calls;
-  return std::realloc(p, n);
-}
-
-void gmp_free(void* p, std::size_t) {
-  std::free(p);
-}
-
-}  // namespace
-
-void* operator new(std::size_t n) {
-  return counted_alloc(n, 0, false);
-}
-void* operator new[](std::size_t n) {
-  return counted_alloc(n, 0, false);
-}
-void* operator new(std::size_t n, const std::nothrow_t&) noexcept {
-  return counted_alloc(n, 0, true);
-}
-void* operator new[](std::size_t n, const std::nothrow_t&) noexcept {
-  return counted_alloc(n, 0, true);
-}
-void* operator new(std::size_t n, std::align_val_t a) {
-  return counted_alloc(n, static_cast<std::size_t>(a), false);
-}
-void* operator new[](std::size_t n, std::align_val_t a) {
-  return counted_alloc(n, static_cast<std::size_t>(a), false);
-}
-void* operator new(std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return counted_alloc(n, static_cast<std::size_t>(a), true);
-}
-void* operator new[](std::size_t n, std::align_val_t a, const std::nothrow_t&) noexcept {
-  return counted_alloc(n, static_cast<std::size_t>(a), true);
-}
-void operator delete(void* p) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, const std::nothrow_t&) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, const std::nothrow_t&) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept {
-  std::free(p);
-}
-void operator delete(void* p, std::align_val_t, const std::nothrow_t&) noexcept {
-  std::free(p);
-}
-void operator delete[](void* p, std::align_val_t, const std::nothrow_t&) noexcept {
-  std::free(p);
-}
+using alloc_counting::g_fail_next_new;
+using alloc_counting::g_gmp_calls;
+using alloc_counting::g_new_calls;
 
 namespace kora {
 namespace {
@@ -124,10 +24,10 @@ namespace {
 // also use malloc/free, so memory may cross the switch in either direction.
 class QNumberAlloc : public ::testing::Test {
  protected:
-  void SetUp() override { mp_set_memory_functions(gmp_alloc, gmp_realloc, gmp_free); }
+  void SetUp() override { alloc_counting::install_gmp_counters(); }
   void TearDown() override {
     g_fail_next_new = false;
-    mp_set_memory_functions(nullptr, nullptr, nullptr);
+    alloc_counting::remove_gmp_counters();
   }
 };
 
@@ -253,6 +153,32 @@ TEST_F(QNumberAlloc, SmallWorkloadResultsAreSmallAndRight) {
   BVNumber::pow2(61, &pw);
   EXPECT_TRUE(pw.is_small());
   EXPECT_TRUE(a * b < 0L);
+}
+
+TEST_F(QNumberAlloc, SubMulAndSwapUpdateBigNumbersInPlace) {
+  // A Euclid-like round on numbers of a few thousand bits: once every number
+  // is big and large enough, the updates neither make blocks nor grow limbs.
+  mpz_class m;
+  mpz_ui_pow_ui(m.get_mpz_t(), 2, 4000);
+  QNumber a(m + 12345);
+  QNumber b(m / 3);
+  QNumber q(m / 5);
+  QNumber k(7L);
+  auto round = [&] {
+    a.sub_mul(b, k);  // a - 7b, then back to a
+    a.sub_mul(b, QNumber(-7L));
+    a.swap(b);
+    q.swap(a);
+    q.swap(a);
+  };
+  round();  // warm-up, twice since the roles swap: every integer, the
+  round();  // scratch ones too, has its room
+  const Counts before = snapshot();
+  for (int i = 0; i < 1000; ++i) round();
+  const Counts after = snapshot();
+  EXPECT_EQ(after.news - before.news, 0u);
+  EXPECT_EQ(after.gmps - before.gmps, 0u);
+  EXPECT_FALSE(a.is_small());
 }
 
 TEST_F(QNumberAlloc, OverflowFallbackDoesAllocate) {

@@ -474,6 +474,68 @@ TEST(QNumberMul, Big) {
   EXPECT_TRUE(Is(zf, mpq_class(0)));
 }
 
+TEST(QNumberSubMul, SmallOverflowBigAndFractions) {
+  // Small integers stay small.
+  QNumber a(100);
+  a.sub_mul(QNumber(7), QNumber(-3));
+  EXPECT_TRUE(Is(a, 121));
+  EXPECT_TRUE(a.is_small());
+  // The product overflows a word; the difference still fits the big form.
+  QNumber b(5);
+  b.sub_mul(QNumber(kMax), QNumber(4));
+  EXPECT_TRUE(Is(b, mpq_class(mpz_class(5) - mpz_class(kMax) * 4)));
+  // The difference overflows though the product fits.
+  QNumber c(kMin + 1);
+  c.sub_mul(QNumber(kMax / 2), QNumber(2));
+  EXPECT_TRUE(Is(c, mpq_class(mpz_class(kMin + 1) - mpz_class(kMax / 2) * 2)));
+  // Big operands, in every position.
+  const mpz_class x = pow2z(130) + 7;
+  const mpz_class y = pow2z(70) - 1;
+  QNumber d = big(x);
+  d.sub_mul(big(y), QNumber(-9));
+  EXPECT_TRUE(Is(d, mpq_class(x + y * 9)));
+  QNumber e(3);
+  e.sub_mul(QNumber(-2), big(y));
+  EXPECT_TRUE(Is(e, mpq_class(3 + 2 * y)));
+  QNumber f = big(x);
+  f.sub_mul(big(y), big(x));
+  EXPECT_TRUE(Is(f, mpq_class(x - y * x)));
+  // Fractions take the product, then the difference.
+  QNumber g = q(1, 2);
+  g.sub_mul(q(1, 3), QNumber(3));
+  EXPECT_TRUE(Is(g, frac(-1, 2)));
+  QNumber h(1);
+  h.sub_mul(q(2, 3), q(3, 4));
+  EXPECT_TRUE(Is(h, frac(1, 2)));
+}
+
+TEST(QNumberSubMul, AliasedOperands) {
+  QNumber a(6);
+  a.sub_mul(a, a);  // 6 - 36
+  EXPECT_TRUE(Is(a, -30));
+  QNumber b(kMax);
+  b.sub_mul(b, QNumber(2));  // overflow with this as a factor
+  EXPECT_TRUE(Is(b, mpq_class(-mpz_class(kMax))));
+  const mpz_class x = pow2z(90) + 1;
+  QNumber c = big(x);
+  c.sub_mul(c, c);
+  EXPECT_TRUE(Is(c, mpq_class(x - x * x)));
+}
+
+TEST(QNumberSwap, ExchangesBothForms) {
+  const mpz_class x = pow2z(100) + 3;
+  QNumber a(5);
+  QNumber b = big(x);
+  a.swap(b);
+  EXPECT_TRUE(Is(a, mpq_class(x)));
+  EXPECT_FALSE(a.is_small());
+  EXPECT_TRUE(Is(b, 5));
+  EXPECT_TRUE(b.is_small());
+  QNumber c = q(2, 7);
+  c.swap(c);
+  EXPECT_TRUE(Is(c, frac(2, 7)));
+}
+
 TEST(QNumberDiv, SmallBigAndZero) {
   QNumber a = q(3, 4);
   a /= q(-3, 8);

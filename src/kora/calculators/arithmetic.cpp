@@ -112,6 +112,9 @@ void BVNegAdHocCalculator::operator()(const Term* t, const Term* v) {
 //   none free             error
 // The inverse comes from the extended Euclidean algorithm on (2^w, c); the
 // coefficients of 2^w are carried along though only those of c are used.
+// Each step updates its numbers in place: the new coefficient overwrites the
+// older one (sub_mul) and the pairs then trade places (swap), so a step costs
+// its division and two multiply-subtracts, never a copy of a w-bit number.
 void BVMulAdHocCalculator::operator()(const Term* t, const Term* v) {
   const std::size_t w = width_of(t);
   const QNumber n = number_of(v);
@@ -138,21 +141,20 @@ void BVMulAdHocCalculator::operator()(const Term* t, const Term* v) {
   QNumber s_cur(1L);
   QNumber u_prev(1L);
   QNumber u_cur(0L);
+  QNumber q(0L);
+  QNumber rem(0L);
   while (r_cur.sign() != 0) {
-    QNumber q(0L);
-    QNumber rem(0L);
     r_prev.divmod(r_cur, q, rem);
-    QNumber s_next = s_prev - s_cur * q;
-    QNumber u_next = u_prev - u_cur * q;
-    r_prev = r_cur;
-    r_cur = rem;
-    s_prev = s_cur;
-    u_prev = u_cur;
-    s_cur = s_next;
-    u_cur = u_next;
+    s_prev.sub_mul(s_cur, q);  // s_next
+    u_prev.sub_mul(u_cur, q);  // u_next
+    r_prev.swap(r_cur);        // r_prev = r_cur
+    r_cur.swap(rem);           // r_cur = rem
+    s_prev.swap(s_cur);        // s_prev = s_cur, s_cur = s_next
+    u_prev.swap(u_cur);        // u_prev = u_cur, u_cur = u_next
   }
-  if (s_prev < 0L) s_prev = s_prev + m;
-  QNumber x = s_prev * n;
+  if (s_prev < 0L) s_prev += m;
+  s_prev *= n;
+  QNumber& x = s_prev;
   x.divmod(m, scratch, x);
   calculated_value(target, mgr_->make_bv_number(x, w));
 }

@@ -1,5 +1,6 @@
 #include "kora/model/model_store.h"
 
+#include <algorithm>
 #include <iostream>
 
 #include "kora/terms/simplifiers.h"
@@ -38,33 +39,126 @@ void ModelStore::cache_normal_form(const Term* t, const Term* n) {
   normal_cache_[id] = NormalForm{n, generation_};
 }
 
+namespace {
+
+// Wide applications of these operators over values are folded along their
+// left spine in one accumulator: n-ary input is grouped from the left, and
+// folding it one application at a time would leave a numeral of the full
+// width behind for every intermediate result. Reducing modulo 2^w after
+// each step gives the value of the step-by-step fold.
+bool is_chain_operator(const Symbol* s) {
+  switch (s->op()) {
+    case Op::BVAdd:
+    case Op::BVMul:
+    case Op::BVAnd:
+    case Op::BVOr:
+    case Op::BVXor:
+      return s->param(0) > 64;
+    default:
+      return false;
+  }
+}
+
+void chain_step(Op op, std::size_t width, mpz_class& acc, const mpz_class& operand) {
+  switch (op) {
+    case Op::BVAdd:
+      acc += operand;
+      break;
+    case Op::BVMul:
+      acc *= operand;
+      break;
+    case Op::BVAnd:
+      acc &= operand;
+      return;
+    case Op::BVOr:
+      acc |= operand;
+      return;
+    default:
+      acc ^= operand;
+      return;
+  }
+  mpz_fdiv_r_2exp(acc.get_mpz_t(), acc.get_mpz_t(), width);
+}
+
+}  // namespace
+
+// The left spine of a chain: t, t's first argument while it is the same
+// operator and not yet normalised, and so on. spine_ holds it bottom first,
+// the order in which the applications fold.
+void ModelStore::collect_spine(const Term* t) {
+  spine_.clear();
+  const Symbol* s = t->get_symbol();
+  const Term* u = t;
+  do {
+    spine_.push_back(u);
+    u = u->arg(0);
+  } while (u->get_symbol() == s && u->arity() == 2 && cached_normal_form(u) == nullptr);
+  std::reverse(spine_.begin(), spine_.end());
+}
+
+const Term* ModelStore::fold_chain(const Term* t) {
+  collect_spine(t);
+  const Term* base = normal_form_of(spine_.front()->arg(0));
+  const QNumber* first = mgr_->find_number(base->get_symbol());
+  if (first == nullptr) return nullptr;
+  const Op op = t->get_symbol()->op();
+  const std::size_t w = t->get_symbol()->param(0);
+  mpz_class acc = first->numerator();
+  for (const Term* u : spine_) {
+    const QNumber* operand = mgr_->find_number(normal_form_of(u->arg(1))->get_symbol());
+    if (operand == nullptr) return nullptr;
+    chain_step(op, w, acc, operand->numerator());
+  }
+  return mgr_->make_bv_gmp(acc.get_mpz_t(), w);
+}
+
 const Term* ModelStore::normalize_uncached(const Term* root) {
   // Post-order over the DAG with an explicit stack: scripts and fuzzers can
   // build terms far deeper than the call stack allows. Leaves are never on
   // it: their normal form is one lookup away.
   auto done = [this](const Term* t) { return t->arity() == 0 || cached_normal_form(t) != nullptr; };
-  auto normal_form = [this](const Term* t) {
-    return t->arity() == 0 ? leaf_normal_form(t) : cached_normal_form(t);
-  };
-  std::vector<std::pair<const Term*, bool>> stack{{root, false}};
+  std::vector<std::pair<const Term*, Visit>> stack{{root, Visit::Fresh}};
   std::vector<const Term*> args;
   while (!stack.empty()) {
-    auto [t, expanded] = stack.back();
+    auto [t, visit] = stack.back();
     if (done(t)) {
       stack.pop_back();
       continue;
     }
-    if (!expanded) {
-      stack.back().second = true;
+    if (visit == Visit::Fresh && is_chain_operator(t->get_symbol()) && t->arity() == 2 &&
+        t->arg(0)->get_symbol() == t->get_symbol() && !done(t->arg(0))) {
+      // Normalise what hangs off the spine, then fold the spine at once.
+      stack.back().second = Visit::ChainExpanded;
+      collect_spine(t);
+      if (!done(spine_.front()->arg(0))) stack.emplace_back(spine_.front()->arg(0), Visit::Fresh);
+      for (const Term* u : spine_) {
+        if (!done(u->arg(1))) stack.emplace_back(u->arg(1), Visit::Fresh);
+      }
+      continue;
+    }
+    if (visit == Visit::ChainExpanded) {
+      const Term* n = fold_chain(t);
+      if (n != nullptr) {
+        cache_normal_form(t, n);
+        stack.pop_back();
+        continue;
+      }
+      // Something on the spine is not a value: each application is rebuilt
+      // over its normal forms, one by one.
+      visit = Visit::PlainFresh;
+      stack.back().second = visit;
+    }
+    if (visit == Visit::Fresh || visit == Visit::PlainFresh) {
+      stack.back().second = Visit::Expanded;
       for (const Term* a : t->args()) {
-        if (!done(a)) stack.emplace_back(a, false);
+        if (!done(a)) stack.emplace_back(a, visit);
       }
       continue;
     }
     args.clear();
     bool all_values = true;
     for (const Term* a : t->args()) {
-      const Term* n = normal_form(a);
+      const Term* n = normal_form_of(a);
       all_values = all_values && is_model_value(n);
       args.push_back(n);
     }
@@ -73,7 +167,7 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
     cache_normal_form(t, n);
     stack.pop_back();
   }
-  return normal_form(root);
+  return normal_form_of(root);
 }
 
 const Term* ModelStore::default_value(const DataType* type) {

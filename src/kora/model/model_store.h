@@ -72,8 +72,22 @@ class ModelStore {
     std::uint64_t generation = 0;
   };
 
+  // How far normalize_uncached has got with a term on its stack: Fresh and
+  // PlainFresh terms are not expanded yet (PlainFresh ones are never folded
+  // as a chain); ChainExpanded ones wait for the operands of their spine.
+  enum class Visit : std::uint8_t { Fresh, PlainFresh, Expanded, ChainExpanded };
+
   // Fills the cache for t and everything below it.
   const Term* normalize_uncached(const Term* t);
+  // The value of the chain t folded along its left spine, whose operands are
+  // all normalised, or null when one of them is not a numeral. Only t's
+  // normal form is made: no numeral for any application below it.
+  const Term* fold_chain(const Term* t);
+  void collect_spine(const Term* t);
+  // The normal form of a term that is a leaf or already cached.
+  const Term* normal_form_of(const Term* t) const {
+    return t->arity() == 0 ? leaf_normal_form(t) : cached_normal_form(t);
+  }
   // The normal form of a term without arguments: a constant's value, or the
   // term itself. Never cached: it costs one lookup.
   const Term* leaf_normal_form(const Term* t) const {
@@ -97,6 +111,8 @@ class ModelStore {
   std::vector<NormalForm> normal_cache_;
   std::uint64_t generation_ = 1;
   std::vector<const Term*> constraints_;
+  // fold_chain's spine, kept to reuse its storage.
+  std::vector<const Term*> spine_;
 };
 
 }  // namespace kora

@@ -591,6 +591,32 @@ bool QNumber::less_slow(const QNumber& a, const QNumber& b) {
 // ---------------------------------------------------------------------------
 // Integer division
 
+QNumber& QNumber::sub_mul_slow(const QNumber& a, const QNumber& b) {
+  if (!is_integer() || !a.is_integer() || !b.is_integer()) {
+    QNumber product(a);
+    product *= b;
+    return *this -= product;
+  }
+  // Both factors are read before this changes form: either may be this.
+  ensure_scratch();
+  mpz_srcptr x = a.is_small() ? nullptr : a.big_num();
+  mpz_srcptr y = b.is_small() ? nullptr : b.big_num();
+  if (x == nullptr) {
+    mpz_set_si(gmp_tmp[4], a.num_.small);
+    x = gmp_tmp[4];
+  }
+  if (y == nullptr) {
+    mpz_set_si(gmp_tmp[5], b.num_.small);
+    y = gmp_tmp[5];
+  }
+  if (is_small()) {
+    // A small factor that is this was read above; a big one is not this.
+    make_big();
+  }
+  mpz_submul(big_num(), x, y);
+  return *this;
+}
+
 void QNumber::divmod_slow(const QNumber& d, QNumber& q, QNumber& r) const {
   if (is_small() && d.is_small()) {
     if (d.num_.small == 0) division_by_zero();

@@ -137,6 +137,26 @@ class QNumber {
     }
     return mul_slow(o);
   }
+  // this -= a * b, with no number made for the product: on integers in the
+  // big form it is one GMP pass, so loops that update wide numbers (such as
+  // the extended Euclidean algorithm) pay for the arithmetic only.
+  QNumber& sub_mul(const QNumber& a, const QNumber& b) {
+    if (both_small_integers(a) && b.den_ == 1 &&
+        !qnumber_detail::mul_overflows(a.num_.small, b.num_.small)) [[likely]] {
+      // The product is at most 2^63-1 in magnitude, so its negation is exact.
+      const std::int64_t p = a.num_.small * b.num_.small;
+      if (!qnumber_detail::add_overflows(num_.small, -p)) {
+        num_.small -= p;
+        return *this;
+      }
+    }
+    return sub_mul_slow(a, b);
+  }
+  // Exchanges the two numbers; neither allocates nor copies an integer.
+  void swap(QNumber& o) noexcept {
+    std::swap(num_, o.num_);
+    std::swap(den_, o.den_);
+  }
   // Multiplies by the reciprocal; o must not be zero.
   QNumber& operator/=(const QNumber& o);
   QNumber& operator+=(long o) { return *this += QNumber(o); }
@@ -225,6 +245,7 @@ class QNumber {
   QNumber& assign_slow(const QNumber& o);
   QNumber& move_assign_slow(QNumber&& o) noexcept;
   QNumber& mul_slow(const QNumber& o);
+  QNumber& sub_mul_slow(const QNumber& a, const QNumber& b);
   void divmod_slow(const QNumber& d, QNumber& q, QNumber& r) const;
   static bool equal_slow(const QNumber& a, const QNumber& b);
   static bool less_slow(const QNumber& a, const QNumber& b);

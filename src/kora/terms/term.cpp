@@ -9,7 +9,62 @@
 #include <string_view>
 #include <utility>
 
+#include "kora/numbers/qnumber.h"
+
 namespace kora {
+
+namespace {
+
+// Appends the w-bit literal of the non-negative integer v: #x with w/4 hex
+// digits when 4 divides w, else #b with w binary digits. GMP writes the
+// digits straight into out, after the zero padding.
+void append_numeral(std::string& out, mpz_srcptr v, std::size_t width) {
+  const bool hex = width % 4 == 0;
+  const int base = hex ? 16 : 2;
+  const std::size_t digits = hex ? width / 4 : width;
+  out += hex ? "#x" : "#b";
+  const std::size_t start = out.size();
+  // sizeinbase may overstate by one; mpz_get_str writes the exact digits
+  // and a terminating NUL, so room for one more is left and then trimmed.
+  const std::size_t used = mpz_sgn(v) == 0 ? 0 : mpz_sizeinbase(v, base);
+  out.resize(start + digits + 1, '0');
+  char* end = out.data() + start + digits;
+  if (used > 0) {
+    char* first = end - used;
+    mpz_get_str(first, base, v);
+    const std::size_t written = std::strlen(first);
+    if (written < used) {
+      // One digit fewer than estimated: shift right over the padding.
+      std::memmove(first + (used - written), first, written);
+      std::memset(first, '0', used - written);
+    }
+  }
+  out.resize(start + digits);
+}
+
+// The same for a value below 2^64, without GMP: numerals of machine-sized
+// values are printed on every log line and answer.
+void append_word_numeral(std::string& out, std::uint64_t v, std::size_t width) {
+  const bool hex = width % 4 == 0;
+  const unsigned bits = hex ? 4 : 1;
+  out += hex ? "#x" : "#b";
+  out.resize(out.size() + (hex ? width / 4 : width), '0');
+  // The value is below 2^width, so its digits fit the padded field.
+  char* p = out.data() + out.size();
+  for (; v != 0; v >>= bits) *--p = "0123456789abcdef"[v & ((1U << bits) - 1)];
+}
+
+}  // namespace
+
+void Symbol::append_text(std::string& out) const {
+  if (op_ != Op::BVNumber || numeral_ == nullptr) {
+    out += name_;
+  } else if (has_word_) {
+    append_word_numeral(out, word_, params_[0]);
+  } else {
+    append_numeral(out, numeral_->big_numerator(), params_[0]);
+  }
+}
 
 std::string DataType::to_string() const {
   switch (kind_) {
@@ -187,7 +242,7 @@ std::string Term::to_shallow_str() const {
   while (!stack.empty()) {
     auto& [t, next] = stack.back();
     if (t->arity() == 0) {
-      out += t->symbol_->name();
+      t->symbol_->append_text(out);
       stack.pop_back();
       continue;
     }

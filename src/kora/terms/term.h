@@ -14,6 +14,7 @@ namespace kora {
 
 class TermManager;
 class Symbol;
+class QNumber;
 
 // The sort of a term. Types are unique per sort and compared by pointer.
 class DataType {
@@ -118,9 +119,14 @@ class Symbol {
   Op op() const noexcept { return op_; }
   // The type of every term built with this symbol.
   const DataType* get_output_type() const noexcept { return output_; }
-  // The printed name: the constant's name, the numeral, or the operator in
-  // SMT-LIB syntax (indexed ones as "(_ extract 3 0)").
+  // The printed name: the constant's name or the operator in SMT-LIB syntax
+  // (indexed ones as "(_ extract 3 0)"). Empty for a numeral, whose text
+  // (one character per bit or per four bits) is made only when it is
+  // printed: see append_text.
   const std::string& name() const noexcept { return name_; }
+  // Appends the printed form of the symbol to out: its name, or for a
+  // numeral its literal (#x... when the width is a multiple of 4, else #b...).
+  void append_text(std::string& out) const;
   // Parameter i (see the table above), 0 when absent.
   std::size_t param(std::size_t i) const noexcept { return i < 3 ? params_[i] : 0; }
   // Symbols of terms without arguments: declared constants and values.
@@ -146,6 +152,8 @@ class Symbol {
   std::size_t params_[3];
   std::uint64_t word_ = 0;  // see numeral_word
   bool has_word_ = false;
+  // A numeral's value: the manager's numeral table owns it.
+  const QNumber* numeral_ = nullptr;
 };
 
 // An immutable, hash-consed term: a symbol over an ordered list of arguments.

@@ -11,17 +11,6 @@ std::size_t mix(std::size_t h, std::size_t v) noexcept {
   return h ^ (v + 0x9e3779b97f4a7c15ULL + (h << 6) + (h >> 2));
 }
 
-std::string numeral_text(const QNumber& value, std::size_t width) {
-  mpz_class v = value.numerator();
-  std::string digits;
-  if (width % 4 == 0) {
-    digits = v.get_str(16);
-    return "#x" + std::string(width / 4 - digits.size(), '0') + digits;
-  }
-  digits = v.get_str(2);
-  return "#b" + std::string(width - digits.size(), '0') + digits;
-}
-
 constexpr std::uint64_t word_mask(std::size_t width) noexcept {
   return width >= 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
 }
@@ -92,12 +81,11 @@ std::size_t TermManager::WordNumeralKeyHash::operator()(const WordNumeralKey& k)
   return mix(k.width, k.value);
 }
 
-std::size_t TermManager::NumeralKeyHash::operator()(const NumeralView& k) const noexcept {
+std::size_t TermManager::numeral_hash(mpz_srcptr value, std::size_t width) noexcept {
   // Wide values are non-negative: their limbs are the value.
-  mpz_srcptr v = k.value;
-  std::size_t h = k.width;
-  for (std::size_t i = 0; i < mpz_size(v); ++i) {
-    h = mix(h, mpz_getlimbn(v, static_cast<mp_size_t>(i)));
+  std::size_t h = width;
+  for (std::size_t i = 0; i < mpz_size(value); ++i) {
+    h = mix(h, mpz_getlimbn(value, static_cast<mp_size_t>(i)));
   }
   return h;
 }
@@ -286,19 +274,25 @@ const Term* TermManager::make_bv_word(std::uint64_t value, std::size_t width) {
 }
 
 const Term* TermManager::make_wide_number(const QNumber& value, std::size_t width) {
-  auto found = numeral_index_.find(NumeralView{width, value.big_numerator()});
+  const NumeralView view{width, value.big_numerator(), numeral_hash(value.big_numerator(), width)};
+  auto found = numeral_index_.find(view);
   if (found != numeral_index_.end()) return found->second;
-  const Term* t = new_numeral(value, width);
-  numeral_index_.emplace(NumeralKey{width, value}, t);
-  return t;
+  return new_wide_numeral(QNumber(value), view);
 }
 
 const Term* TermManager::make_wide_number(mpz_srcptr value, std::size_t width) {
-  auto found = numeral_index_.find(NumeralView{width, value});
+  const NumeralView view{width, value, numeral_hash(value, width)};
+  auto found = numeral_index_.find(view);
   if (found != numeral_index_.end()) return found->second;
-  QNumber number{mpz_class(value)};
-  const Term* t = new_numeral(number, width);
-  numeral_index_.emplace(NumeralKey{width, std::move(number)}, t);
+  return new_wide_numeral(QNumber(mpz_class(value)), view);
+}
+
+const Term* TermManager::new_wide_numeral(QNumber value, const NumeralView& view) {
+  const Term* t = new_numeral(std::move(value), view.width);
+  // The index refers to the value that the numeral table holds: one copy of
+  // the integer per numeral.
+  const QNumber* stored = t->get_symbol()->numeral_;
+  numeral_index_.emplace(NumeralKey{view.width, view.hash, stored}, t);
   return t;
 }
 
@@ -312,11 +306,16 @@ const Term* TermManager::make_bv_gmp(mpz_srcptr value, std::size_t width) {
 
 const Term* TermManager::new_numeral(QNumber value, std::size_t width) {
   // Numeral symbols are unique per (value, width), so they need no interning
-  // of their own: the numeral indexes already guarantee it.
-  Symbol& s = symbols_.emplace_back(
-      Symbol(Op::BVNumber, bv_type(width), numeral_text(value, width), width, 0, 0));
+  // of their own: the numeral indexes already guarantee it. They keep no
+  // text: a numeral is printed from its value.
+  Symbol& s = symbols_.emplace_back(Symbol(Op::BVNumber, bv_type(width), "", width, 0, 0));
   s.has_word_ = reduced_word(value, width, &s.word_);
-  numerals_.insert(std::make_pair(&s, std::move(value)));
+  // The table copies what it is given, so it is given a zero and the value
+  // is moved into the node afterwards. Nodes never move, so the symbol may
+  // keep the address of its value.
+  auto inserted = numerals_.insert(std::make_pair(&s, QNumber()));
+  inserted.first->second = std::move(value);
+  s.numeral_ = &inserted.first->second;
   return make_constant_term(&s);
 }
 

@@ -201,35 +201,37 @@ class TermManager {
   struct WordNumeralKeyHash {
     std::size_t operator()(const WordNumeralKey& k) const noexcept;
   };
-  // Wider numerals (values of 2^64 and more, always big QNumbers), looked up
-  // through a view of the value so that asking copies nothing.
+  // Wider numerals (values of 2^64 and more, always big QNumbers). The key
+  // points at the value that the numeral table holds, so the integer is kept
+  // once; lookups go through a view of the value, so asking copies nothing.
   struct NumeralKey {
     std::size_t width;
-    QNumber value;
+    std::size_t hash;
+    const QNumber* value;
   };
   struct NumeralView {
     std::size_t width;
     mpz_srcptr value;  // the integer, already reduced
+    std::size_t hash;  // numeral_hash(value, width)
   };
   struct NumeralKeyHash {
     using is_transparent = void;
-    std::size_t operator()(const NumeralKey& k) const noexcept {
-      return (*this)({k.width, k.value.big_numerator()});
-    }
-    std::size_t operator()(const NumeralView& k) const noexcept;
+    std::size_t operator()(const NumeralKey& k) const noexcept { return k.hash; }
+    std::size_t operator()(const NumeralView& k) const noexcept { return k.hash; }
   };
   struct NumeralKeyEq {
     using is_transparent = void;
     bool operator()(const NumeralKey& a, const NumeralKey& b) const noexcept {
-      return a.width == b.width && a.value == b.value;
+      return a.width == b.width && *a.value == *b.value;
     }
     bool operator()(const NumeralView& a, const NumeralKey& b) const noexcept {
-      return a.width == b.width && mpz_cmp(a.value, b.value.big_numerator()) == 0;
+      return a.width == b.width && mpz_cmp(a.value, b.value->big_numerator()) == 0;
     }
     bool operator()(const NumeralKey& a, const NumeralView& b) const noexcept {
       return (*this)(b, a);
     }
   };
+  static std::size_t numeral_hash(mpz_srcptr value, std::size_t width) noexcept;
   // A term asked for by symbol and a run of arguments, without a vector.
   struct TermKey {
     const Symbol* symbol;
@@ -272,6 +274,8 @@ class TermManager {
   const Term* make_wide_number(mpz_srcptr value, std::size_t width);
   // Creates the numeral term of a reduced value (none exists yet).
   const Term* new_numeral(QNumber value, std::size_t width);
+  // new_numeral for a wide value, entered in numeral_index_ under view.
+  const Term* new_wide_numeral(QNumber value, const NumeralView& view);
   bool query_params(const Symbol* s, Op op, std::size_t* a, std::size_t* b = nullptr,
                     std::size_t* c = nullptr) const;
 
