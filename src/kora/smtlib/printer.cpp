@@ -476,7 +476,12 @@ class Printer {
         sort(t->type());
         out_.put(')');
         break;
-      default:  // true, false, numerals: the symbol's name is their SMT-LIB text
+      case Op::BVNumber:  // numerals keep no text; it is made here
+        scratch_.clear();
+        s->append_text(scratch_);
+        out_.put(scratch_);
+        break;
+      default:  // true and false: the symbol's name is their SMT-LIB text
         out_.put(s->name());
         break;
     }
@@ -523,6 +528,7 @@ class Printer {
   std::string prefix_ = "k!";
   std::unordered_map<const Term*, std::string> quoted_;  // constants' names, quoted once
   std::vector<Frame> stack_;
+  std::string scratch_;  // a numeral's literal while it is written
 };
 
 // --- Scripts ---------------------------------------------------------------------
