@@ -215,5 +215,31 @@ TEST(ProcessTest, DeadlineAfter) {
   EXPECT_LE(past, Clock::now());
 }
 
+TEST(ProcessTest, TerminationSignalKillsTheChildren) {
+  int fds[2];
+  ASSERT_EQ(::pipe(fds), 0);
+  pid_t program = ::fork();
+  ASSERT_GE(program, 0);
+  if (program == 0) {
+    // Stands for a kora-solve killed while its solver runs.
+    ::close(fds[0]);
+    kill_children_on_termination();
+    Process solver({"sleep", "1000"});
+    pid_t pid = solver.pid();
+    if (::write(fds[1], &pid, sizeof pid) != sizeof pid) ::_exit(1);
+    for (;;) ::pause();
+  }
+  ::close(fds[1]);
+  pid_t solver = 0;
+  ASSERT_EQ(::read(fds[0], &solver, sizeof solver), static_cast<ssize_t>(sizeof solver));
+  ::close(fds[0]);
+  ASSERT_EQ(::kill(program, SIGTERM), 0);
+  int raw = 0;
+  ASSERT_EQ(::waitpid(program, &raw, 0), program);
+  EXPECT_TRUE(WIFSIGNALED(raw));
+  EXPECT_EQ(WTERMSIG(raw), SIGTERM);
+  EXPECT_TRUE(gone(solver));
+}
+
 }  // namespace
 }  // namespace kora::solve

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -138,6 +139,35 @@ struct Pipes {
   int release(int which, int end) noexcept { return std::exchange(fds[which][end], -1); }
 };
 
+// The live children, for a signal handler: lock-free atomics only. A child
+// that finds no free slot is simply not killed by the handlers.
+constexpr std::size_t kRegistrySlots = 256;
+std::atomic<pid_t> g_children[kRegistrySlots];
+
+void register_child(pid_t pid) noexcept {
+  for (auto& slot : g_children) {
+    pid_t empty = 0;
+    if (slot.compare_exchange_strong(empty, pid)) return;
+  }
+}
+
+void unregister_child(pid_t pid) noexcept {
+  for (auto& slot : g_children) {
+    pid_t mine = pid;
+    if (slot.compare_exchange_strong(mine, 0)) return;
+  }
+}
+
+void kill_children_and_die(int signal_number) {
+  for (auto& slot : g_children) {
+    pid_t pid = slot.load();
+    if (pid > 0) ::kill(-pid, SIGKILL);
+  }
+  // SA_RESETHAND restored the default action: the signal, delivered again
+  // once this handler returns, ends the program as it would have.
+  ::raise(signal_number);
+}
+
 }  // namespace
 
 Deadline deadline_after(std::optional<double> seconds) {
@@ -146,6 +176,19 @@ Deadline deadline_after(std::optional<double> seconds) {
   if (!(*seconds < 1e9)) return Deadline::max();
   auto span = std::chrono::duration<double>(std::max(*seconds, 0.0));
   return Clock::now() + std::chrono::duration_cast<Clock::duration>(span);
+}
+
+void kill_children_on_termination() {
+  static_assert(std::atomic<pid_t>::is_always_lock_free);
+  for (int s : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    struct sigaction old {};
+    if (::sigaction(s, nullptr, &old) != 0 || old.sa_handler == SIG_IGN) continue;
+    struct sigaction action {};
+    action.sa_handler = kill_children_and_die;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESETHAND;
+    ::sigaction(s, &action, nullptr);
+  }
 }
 
 bool SpawnError::missing() const noexcept {
@@ -173,6 +216,7 @@ Process::Process(const std::vector<std::string>& argv, Limits limits) : limits_(
     throw SpawnError("cannot start '" + argv[0] + "': " + std::strerror(e), e);
   }
   pid_ = pid;
+  register_child(pid);
   in_ = pipes.release(0, 1);
   out_ = pipes.release(1, 0);
   err_ = pipes.release(2, 0);
@@ -299,6 +343,7 @@ std::optional<ExitStatus> Process::wait(Deadline deadline) {
 
 ExitStatus Process::reap() noexcept {
   ::kill(-pid_, SIGKILL);
+  unregister_child(pid_);
   int raw = 0;
   while (::waitpid(pid_, &raw, 0) < 0 && errno == EINTR) {
   }

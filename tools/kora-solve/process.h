@@ -117,6 +117,12 @@ class Process {
   std::optional<ExitStatus> status_;
 };
 
+// Children run in process groups of their own, so the signals of a Ctrl-C
+// or a kill of this program do not reach them. This installs handlers for
+// SIGINT, SIGTERM, SIGHUP and SIGQUIT (unless ignored) that kill the group of
+// every live Process and then end the program by the same signal. For main().
+void kill_children_on_termination();
+
 // A child's standard output as a stream buffer, so that a stream parser
 // reads the answers as they arrive. At the deadline, at the end of the output
 // or past the output limit it reports the end of the stream; status() tells
