@@ -134,14 +134,28 @@ std::string with_newline(std::string text) {
   return text;
 }
 
-class InteractiveBackend final : public Backend {
+// A back end that runs a program: its command line, and the Debian package
+// to suggest when it is missing.
+class ChildBackend : public Backend {
  public:
-  InteractiveBackend(std::string name, std::vector<std::string> argv, std::string package)
+  ChildBackend(std::string name, std::vector<std::string> argv, std::string package)
       : Backend(std::move(name)), argv_(std::move(argv)), package_(std::move(package)) {}
+
+ protected:
+  Run start(Deadline deadline) const { return Run(name(), argv_, package_, deadline); }
+
+ private:
+  std::vector<std::string> argv_;
+  std::string package_;
+};
+
+class InteractiveBackend final : public ChildBackend {
+ public:
+  using ChildBackend::ChildBackend;
 
   Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                Deadline deadline) const override {
-    Run run(name(), argv_, package_, deadline);
+    Run run = start(deadline);
     // Models on before the logic is set: some solvers refuse the option later.
     if (!run.send("(set-option :produce-models true)\n" + with_newline(script) + "(check-sat)\n")) {
       return timed_out();
@@ -165,10 +179,6 @@ class InteractiveBackend final : public Backend {
     if (run.send("(exit)\n")) run.finish();
     return answer;
   }
-
- private:
-  std::vector<std::string> argv_;
-  std::string package_;
 };
 
 std::string unquoted(std::string_view name) {
@@ -204,14 +214,13 @@ std::optional<Value> model_value(const std::string& bits, const ValueRequest& r)
   return Value::bitvector(bits);
 }
 
-class ModelLinesBackend final : public Backend {
+class ModelLinesBackend final : public ChildBackend {
  public:
-  ModelLinesBackend(std::string name, std::vector<std::string> argv, std::string package)
-      : Backend(std::move(name)), argv_(std::move(argv)), package_(std::move(package)) {}
+  using ChildBackend::ChildBackend;
 
   Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                Deadline deadline) const override {
-    Run run(name(), argv_, package_, deadline);
+    Run run = start(deadline);
     if (!run.send(with_newline(script) + "(check-sat)\n(exit)\n")) return timed_out();
     run.process().close_input();
     std::string out;
@@ -246,9 +255,6 @@ class ModelLinesBackend final : public Backend {
     }
     return answer;
   }
-
-  std::vector<std::string> argv_;
-  std::string package_;
 };
 
 }  // namespace

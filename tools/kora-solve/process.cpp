@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,17 +10,16 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstring>
 #include <thread>
 #include <utility>
-
-extern char** environ;
 
 namespace kora::solve {
 
 namespace {
 
-constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kChunk = std::size_t{64} << 10;
 
 // Milliseconds for poll: -1 for no deadline, rounded up so that a wake-up
 // never comes before the deadline and spins.
@@ -210,13 +208,13 @@ Process::Process(const std::vector<std::string>& argv, Limits limits) : limits_(
   args.reserve(argv.size() + 1);
   for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
   args.push_back(nullptr);
-  pid_t pid = -1;
-  int e = ::posix_spawnp(&pid, args[0], &setup.actions, &setup.attr, args.data(), environ);
+  pid_t child = -1;
+  int e = ::posix_spawnp(&child, args[0], &setup.actions, &setup.attr, args.data(), environ);
   if (e != 0) {
     throw SpawnError("cannot start '" + argv[0] + "': " + std::strerror(e), e);
   }
-  pid_ = pid;
-  register_child(pid);
+  pid_ = child;
+  register_child(child);
   in_ = pipes.release(0, 1);
   out_ = pipes.release(1, 0);
   err_ = pipes.release(2, 0);

@@ -59,7 +59,7 @@ struct ExitStatus {
 class Process {
  public:
   struct Limits {
-    std::size_t max_error_output = 64 * 1024;
+    std::size_t max_error_output = std::size_t{64} << 10;
     std::size_t max_output = std::size_t{1} << 30;
   };
 
