@@ -29,5 +29,6 @@ inline std::mt19937_64 make_rng(std::uint64_t salt) {
 void register_qnumber_benchmarks();
 void register_hashtable_benchmarks();
 void register_calculator_benchmarks();
+void register_preprocess_benchmarks();
 
 }  // namespace kora::bench

@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
   kora::bench::register_qnumber_benchmarks();
   kora::bench::register_hashtable_benchmarks();
   kora::bench::register_calculator_benchmarks();
+  kora::bench::register_preprocess_benchmarks();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return 0;

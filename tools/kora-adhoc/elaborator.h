@@ -4,16 +4,25 @@
 #include <string>
 #include <unordered_map>
 
-#include "kora-adhoc/reader.h"
+#include "kora/smtlib/operators.h"
 #include "kora/terms/term.h"
 #include "kora/terms/term_manager.h"
 
 namespace kora::frontend {
 
-// Bit-vectors wider than this are refused: a numeral prints (and is stored)
-// with one digit per four bits, so an unchecked width written in a few bytes
-// of input could ask for gigabytes.
-inline constexpr std::size_t kMaxWidth = std::size_t{1} << 20;
+// The front end reads its scripts with the shared SMT-LIB lexer and reader.
+using smtlib::describe;
+using smtlib::Dialect;
+using smtlib::InputError;
+using smtlib::kMaxWidth;
+using smtlib::Node;
+using smtlib::OperatorHead;
+using smtlib::Position;
+using smtlib::printed_symbol;
+using smtlib::Reader;
+using smtlib::saturated_value;
+using smtlib::shorten;
+
 // Array sorts nest no deeper than this; sorts are printed and defaulted
 // recursively.
 inline constexpr std::size_t kMaxSortDepth = 100;
@@ -36,18 +45,12 @@ class Elaborator {
   const Term* constant(const Node& name) const;
 
  private:
-  struct Head;
-
   const DataType* sort(const Node& n, std::size_t depth);
   // The term of an atom or of a form without term arguments ((_ bvN W),
   // (as @K U)); null for an application.
   const Term* leaf(const Node& n);
-  Head head(const Node& app);
-  const Term* apply(const Head& h, const Node& app, const std::vector<const Term*>& args);
-  const Term* bv_literal(const Node& n);
-  const Term* indexed_literal(const Node& n);
+  OperatorHead head(const Node& app);
   const Term* abstract_value(const Node& n);
-  std::size_t width(const Node& n);
   // name of a declaration, checked against the built-in names.
   std::string new_name(const Node& n, const char* what) const;
 
@@ -55,9 +58,5 @@ class Elaborator {
   std::unordered_map<std::string, const Term*> constants_;
   std::unordered_map<std::string, const DataType*> sorts_;
 };
-
-// A numeral's value, saturated at the largest std::size_t so that huge
-// indices fail the range checks instead of wrapping.
-std::size_t saturated_value(const std::string& digits) noexcept;
 
 }  // namespace kora::frontend

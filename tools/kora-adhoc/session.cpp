@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "kora-adhoc/elaborator.h"
-#include "kora-adhoc/reader.h"
 #include "kora/calculators/adhoc_calculator.h"
 #include "kora/calculators/calculator_table.h"
 #include "kora/model/model_store.h"
@@ -41,9 +40,8 @@ std::string error_response(const std::string& message) {
   return "(error \"" + escape(message) + "\")";
 }
 
-std::string quote(const Node& n) {
-  return "'" + describe(n) + "'";
-}
+using smtlib::expect_arguments;
+using smtlib::quote;
 
 // Where a message about a term points: its operator when it has one.
 Position operator_pos(const Node& n) {
@@ -115,7 +113,6 @@ class Session::Impl {
   }
 
   void command(const Node& cmd);
-  void expect_args(const Node& cmd, std::size_t n, const char* usage);
   void calculate(const Node& cmd, bool invert);
   void check_model();
   void get_value(const Node& cmd);
@@ -150,17 +147,6 @@ bool Session::Impl::process(std::istream& in, const std::string& file_name) {
   return all_ok;
 }
 
-void Session::Impl::expect_args(const Node& cmd, std::size_t n, const char* usage) {
-  std::size_t got = cmd.children.size() - 1;
-  if (got == n) return;
-  const std::string& name = cmd.children[0]->text;
-  std::string msg = name + " expects " +
-                    (n == 0 ? std::string("no arguments")
-                            : std::to_string(n) + (n == 1 ? " argument" : " arguments")) +
-                    ", got " + std::to_string(got) + ": write " + usage;
-  throw InputError(got < n ? cmd.end : cmd.children[n + 1]->pos, msg);
-}
-
 void Session::Impl::command(const Node& cmd) {
   if (cmd.children.empty()) throw InputError(cmd.pos, "empty command '()'");
   const Node& head = *cmd.children[0];
@@ -170,10 +156,10 @@ void Session::Impl::command(const Node& cmd) {
   State& s = *state_;
 
   if (name == "declare-const") {
-    expect_args(cmd, 2, "(declare-const NAME SORT)");
+    expect_arguments(cmd, 2, "(declare-const NAME SORT)");
     s.elab.declare_constant(*c[1], *c[2]);
   } else if (name == "declare-fun") {
-    expect_args(cmd, 3, "(declare-fun NAME () SORT)");
+    expect_arguments(cmd, 3, "(declare-fun NAME () SORT)");
     if (!c[2]->is_list() || !c[2]->children.empty()) {
       throw InputError(c[2]->pos,
                        "only constants can be declared: the argument sorts must be "
@@ -182,7 +168,7 @@ void Session::Impl::command(const Node& cmd) {
     }
     s.elab.declare_constant(*c[1], *c[3]);
   } else if (name == "declare-sort") {
-    expect_args(cmd, 2, "(declare-sort NAME 0)");
+    expect_arguments(cmd, 2, "(declare-sort NAME 0)");
     if (c[2]->kind != Node::Kind::Numeral) {
       throw InputError(c[2]->pos, "expected the arity 0, got " + quote(*c[2]));
     }
@@ -191,7 +177,7 @@ void Session::Impl::command(const Node& cmd) {
     }
     s.elab.declare_sort(*c[1]);
   } else if (name == "set-model-value") {
-    expect_args(cmd, 2, "(set-model-value NAME VALUE)");
+    expect_arguments(cmd, 2, "(set-model-value NAME VALUE)");
     const Term* constant = s.elab.constant(*c[1]);
     const Term* value = s.elab.term(*c[2]);
     if (value->type() != constant->type()) {
@@ -207,25 +193,25 @@ void Session::Impl::command(const Node& cmd) {
     }
     s.store.set_value(constant, value);
   } else if (name == "set-free") {
-    expect_args(cmd, 1, "(set-free TERM)");
+    expect_arguments(cmd, 1, "(set-free TERM)");
     s.free.mark_free(s.elab.term(*c[1]));
   } else if (name == "calculate" || name == "invert") {
     calculate(cmd, name == "invert");
   } else if (name == "check-model") {
-    expect_args(cmd, 0, "(check-model)");
+    expect_arguments(cmd, 0, "(check-model)");
     check_model();
   } else if (name == "get-value") {
     get_value(cmd);
   } else if (name == "get-constraints") {
-    expect_args(cmd, 0, "(get-constraints)");
+    expect_arguments(cmd, 0, "(get-constraints)");
     respond_list(s.store.constraints());
   } else if (name == "get-adhoc-values") {
-    expect_args(cmd, 0, "(get-adhoc-values)");
+    expect_arguments(cmd, 0, "(get-adhoc-values)");
     get_adhoc_values();
   } else if (name == "set-option") {
     set_option(cmd);
   } else if (name == "echo") {
-    expect_args(cmd, 1, "(echo \"TEXT\")");
+    expect_arguments(cmd, 1, "(echo \"TEXT\")");
     if (c[1]->kind != Node::Kind::String) {
       throw InputError(c[1]->pos, "echo expects a string, got " + quote(*c[1]));
     }
@@ -233,10 +219,10 @@ void Session::Impl::command(const Node& cmd) {
     for (char ch : c[1]->text) text += ch == '\n' ? std::string("\\n") : std::string(1, ch);
     respond(text);
   } else if (name == "reset") {
-    expect_args(cmd, 0, "(reset)");
+    expect_arguments(cmd, 0, "(reset)");
     fresh_state(s.store.logger().verbosity());
   } else if (name == "exit") {
-    expect_args(cmd, 0, "(exit)");
+    expect_arguments(cmd, 0, "(exit)");
     exited = true;
   } else {
     throw InputError(head.pos, "unknown command " + quote(head));
@@ -249,7 +235,7 @@ void Session::Impl::calculate(const Node& cmd, bool invert) {
   if (invert && s.inverter == nullptr) {
     throw InputError(c[0]->pos, "invert: no complete inverter in this build");
   }
-  expect_args(cmd, 2, invert ? "(invert TERM VALUE)" : "(calculate TERM VALUE)");
+  expect_arguments(cmd, 2, invert ? "(invert TERM VALUE)" : "(calculate TERM VALUE)");
   const Term* t = s.elab.term(*c[1]);
   const Term* v = s.elab.term(*c[2]);
   if (v->type() != t->type()) {
@@ -316,7 +302,7 @@ void Session::Impl::check_model() {
 
 void Session::Impl::get_value(const Node& cmd) {
   State& s = *state_;
-  expect_args(cmd, 1, "(get-value (TERM ...))");
+  expect_arguments(cmd, 1, "(get-value (TERM ...))");
   const Node& terms = *cmd.children[1];
   if (!terms.is_list() || terms.children.empty()) {
     throw InputError(terms.pos, "get-value expects a non-empty list of terms, got " + quote(terms) +
@@ -345,7 +331,7 @@ void Session::Impl::get_adhoc_values() {
 }
 
 void Session::Impl::set_option(const Node& cmd) {
-  expect_args(cmd, 2, "(set-option :verbosity N)");
+  expect_arguments(cmd, 2, "(set-option :verbosity N)");
   const Node& key = *cmd.children[1];
   const Node& value = *cmd.children[2];
   if (key.kind != Node::Kind::Keyword) {

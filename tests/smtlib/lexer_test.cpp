@@ -1,4 +1,4 @@
-#include "kora-adhoc/lexer.h"
+#include "kora/smtlib/lexer.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace kora::frontend {
+namespace kora::smtlib {
 namespace {
 
 std::vector<Token> lex_all(const std::string& text) {
@@ -140,4 +140,4 @@ TEST(Lexer, SymbolPrinting) {
 }
 
 }  // namespace
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

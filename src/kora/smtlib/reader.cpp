@@ -1,8 +1,8 @@
-#include "kora-adhoc/reader.h"
+#include "kora/smtlib/reader.h"
 
 #include <utility>
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 namespace {
 
@@ -62,6 +62,29 @@ std::string describe(const Node& n, std::size_t limit) {
   std::string out;
   render(n, out, limit);
   return shorten(out, limit);
+}
+
+std::string source_text(const Node& root) {
+  std::string out;
+  // Each entry is a node to write, or null for a list's ')'.
+  std::vector<const Node*> stack{&root};
+  while (!stack.empty()) {
+    const Node* n = stack.back();
+    stack.pop_back();
+    if (n == nullptr) {
+      out += ')';
+      continue;
+    }
+    if (!out.empty() && out.back() != '(') out += ' ';
+    if (!n->is_list()) {
+      render(*n, out, std::string::npos);
+      continue;
+    }
+    out += '(';
+    stack.push_back(nullptr);
+    for (std::size_t k = n->children.size(); k-- > 0;) stack.push_back(n->children[k]);
+  }
+  return out;
 }
 
 Node* Reader::make(Node::Kind kind, Position pos, std::string text, bool quoted) {
@@ -139,4 +162,4 @@ std::optional<const Node*> Reader::next() {
   return root;
 }
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "kora-adhoc/lexer.h"
+#include "kora/smtlib/lexer.h"
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 // A problem with the input, at the position of the offending token.
 class InputError : public std::runtime_error {
@@ -44,6 +44,10 @@ struct Node {
 // the length limit, so arbitrarily nested input is safe.
 std::string describe(const Node& n, std::size_t limit = 60);
 
+// The whole source text of n on one line, as it was written (comments and
+// line breaks become single spaces). Walks with an explicit stack.
+std::string source_text(const Node& n);
+
 // Reads one top-level command at a time into a tree that it owns until the
 // next call. Malformed input is reported once per command and skipped up to
 // the parenthesis that closes the command, so that the next command is read
@@ -70,4 +74,4 @@ class Reader {
   std::optional<Token> pending_;
 };
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

@@ -1,11 +1,11 @@
-#include "kora-adhoc/lexer.h"
+#include "kora/smtlib/lexer.h"
 
 #include <cstdio>
 #include <cstring>
 #include <istream>
 #include <utility>
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 namespace {
 
@@ -190,4 +190,4 @@ Token Lexer::lex_number(Position start, char first) {
   return error(start, "invalid token '" + shorten(text) + "': a symbol cannot start with a digit");
 }
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

@@ -5,7 +5,7 @@
 #include <streambuf>
 #include <string>
 
-namespace kora::frontend {
+namespace kora::smtlib {
 
 // 1-based; columns count bytes, so that a position means the same thing to
 // every editor whatever the encoding.
@@ -71,4 +71,4 @@ std::string printed_symbol(const std::string& name);
 // text cut to a readable length for a message.
 std::string shorten(const std::string& text, std::size_t limit = 60);
 
-}  // namespace kora::frontend
+}  // namespace kora::smtlib

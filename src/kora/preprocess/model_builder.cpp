@@ -1,0 +1,225 @@
+#include "kora/preprocess/model_builder.h"
+
+#include <algorithm>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "kora/calculators/adhoc_calculator.h"
+#include "kora/calculators/calculator_table.h"
+#include "kora/inverse/inverter.h"
+
+namespace kora::preprocess {
+
+namespace {
+
+using adhoccalculator::AdHocCalculator;
+using adhoccalculator::CalculatorTable;
+using adhoccalculator::FreeTermPredicate;
+
+// Free exactly for the unconstrained arguments of the step being rebuilt; a
+// step has at most three, so a scan beats any index.
+class StepFreeTerms final : public FreeTermPredicate {
+ public:
+  void set(const std::vector<const Term*>* free) { free_ = free; }
+  bool is_free(const Term* a) override {
+    return free_ != nullptr && std::find(free_->begin(), free_->end(), a) != free_->end();
+  }
+
+ private:
+  const std::vector<const Term*>* free_ = nullptr;
+};
+
+// The store a calculator sees during one call. Reads and defaulting go to
+// the model under construction; the constraints, adhoc values and log lines
+// that the call records are held back until the model builder has checked
+// them, so that a refused or wrong answer leaves no trace.
+//
+// Defaults given while a non-free argument is classified do go through, even
+// when the call is then rejected: the constants they reach occur in no
+// reduced assertion and in no later step (those already have values), and no
+// earlier step can mark them free (an eliminated argument occurs nowhere
+// else), so the default is as good as any value, and the inverter would give
+// the same one.
+class StagingStore final : public ModelStore {
+ public:
+  explicit StagingStore(ModelStore& target) : ModelStore(target.term_manager()), target_(target) {
+    logger().set_stream(&log_);
+    logger().set_verbosity(target.logger().verbosity());
+    logger().set_disabled(target.logger().disabled());
+  }
+
+  const Term* get_normalized(const Term* t) override { return target_.get_normalized(t); }
+  bool is_good_model_value(const Term* t) override { return target_.is_good_model_value(t); }
+  void assign_free_constants(const Term* t, int* counter) override {
+    target_.assign_free_constants(t, counter);
+  }
+  void add_model_constraint(const Term* c, bool /*flag*/) override { staged_.push_back(c); }
+
+  // The last value recorded for x in this call, or null.
+  const Term* recorded(const Term* x) const {
+    for (auto it = staged_.rbegin(); it != staged_.rend(); ++it) {
+      if ((*it)->arg(0) == x) return (*it)->arg(1);
+    }
+    return nullptr;
+  }
+  void discard() {
+    staged_.clear();
+    log_.str("");
+    adhoc_values.clear();
+  }
+  // Passes the values recorded for the free terms on to the model, with the
+  // call's log; the number of values.
+  std::size_t commit(const std::vector<const Term*>& free);
+
+ private:
+  ModelStore& target_;
+  std::vector<const Term*> staged_;
+  std::ostringstream log_;
+};
+
+std::size_t StagingStore::commit(const std::vector<const Term*>& free) {
+  std::size_t n = 0;
+  for (const Term* c : staged_) {
+    const Term* x = c->arg(0);
+    // A calculator may also record a value for an argument that has one
+    // already (a valued Boolean ite branch); that constraint says nothing.
+    if (std::find(free.begin(), free.end(), x) == free.end()) continue;
+    target_.add_model_constraint(c, true);
+    if (x->type()->is_bool()) {
+      std::size_t bucket = 0;
+      AdhocTable::Bucket* node = nullptr;
+      target_.adhoc_values.do_insert({x, nullptr}, &bucket, &node);
+      node->value.second = c->arg(1);
+    }
+    ++n;
+  }
+  std::string text = log_.str();
+  if (!text.empty()) {
+    text.pop_back();  // endlog puts the last newline back
+    target_.log(2) << text << endlog;
+  }
+  discard();
+  return n;
+}
+
+class Builder {
+ public:
+  Builder(TermManager& mgr, ModelStore& store)
+      : mgr_(mgr),
+        store_(store),
+        staging_(store),
+        table_(&mgr, &staging_, &pred_),
+        inverter_(&mgr, &staging_, &pred_) {}
+
+  void step(const Replacement& r);
+  void default_remaining(const std::vector<const Term*>& assertions);
+  const RebuildStats& stats() const { return stats_; }
+
+ private:
+  const Term* value_of(const Term* t);
+  // The number of values one solver recorded, or nothing when it refused or
+  // its values do not make r.term equal v.
+  std::optional<std::size_t> attempt(AdHocCalculator& solver, const Replacement& r, const Term* v);
+  bool agrees(const Replacement& r, const Term* v);
+
+  TermManager& mgr_;
+  ModelStore& store_;
+  StepFreeTerms pred_;
+  StagingStore staging_;
+  CalculatorTable table_;
+  inverse::Inverter inverter_;
+  RebuildStats stats_;
+};
+
+void Builder::step(const Replacement& r) {
+  pred_.set(&r.free_args);
+  const Term* v = value_of(r.replacement);
+  AdHocCalculator* calculator = table_.find(r.term);
+  if (calculator != nullptr) {
+    if (auto n = attempt(*calculator, r, v)) {
+      stats_.narrow_values += *n;
+      return;
+    }
+  }
+  if (auto n = attempt(inverter_, r, v)) {
+    stats_.inverter_values += *n;
+    return;
+  }
+  ++stats_.unsolved;
+}
+
+// The value of t under the model; constants without a value (a fresh
+// constant the solver was not asked about) take their defaults first.
+const Term* Builder::value_of(const Term* t) {
+  const Term* v = store_.get_normalized(t);
+  if (store_.is_good_model_value(v)) return v;
+  int assigned = 0;
+  store_.assign_free_constants(t, &assigned);
+  stats_.defaulted += static_cast<std::size_t>(assigned);
+  return store_.get_normalized(t);
+}
+
+std::optional<std::size_t> Builder::attempt(AdHocCalculator& solver, const Replacement& r,
+                                            const Term* v) {
+  try {
+    solver(r.term, v);
+  } catch (const AdHocCalculator::error&) {
+    staging_.discard();
+    return std::nullopt;
+  }
+  if (!agrees(r, v)) {
+    staging_.discard();
+    return std::nullopt;
+  }
+  return staging_.commit(r.free_args);
+}
+
+// Whether the recorded values of the free arguments make r.term equal v.
+bool Builder::agrees(const Replacement& r, const Term* v) {
+  std::vector<const Term*> args = r.term->args();
+  for (const Term*& a : args) {
+    if (!pred_.is_free(a)) continue;
+    a = staging_.recorded(a);
+    if (a == nullptr) return false;
+  }
+  return store_.get_normalized(mgr_.make_term(r.term->get_symbol(), args)) == v;
+}
+
+void Builder::default_remaining(const std::vector<const Term*>& assertions) {
+  std::vector<bool> seen;
+  std::vector<const Term*> stack(assertions.rbegin(), assertions.rend());
+  while (!stack.empty()) {
+    const Term* t = stack.back();
+    stack.pop_back();
+    if (t->id() >= seen.size()) seen.resize(std::max<std::size_t>(t->id() + 1, seen.size() * 2));
+    if (seen[t->id()]) continue;
+    seen[t->id()] = true;
+    if (t->get_symbol()->op() == Op::Constant && store_.value_of(t) == nullptr) {
+      store_.set_value(t, store_.default_value(t->type()));
+      ++stats_.defaulted;
+    }
+    for (const Term* a : t->args()) stack.push_back(a);
+  }
+}
+
+}  // namespace
+
+RebuildStats rebuild(TermManager& mgr, ModelStore& store, const Trail& trail,
+                     const std::vector<const Term*>& original_assertions) {
+  Builder builder(mgr, store);
+  for (auto it = trail.steps.rbegin(); it != trail.steps.rend(); ++it) builder.step(*it);
+  builder.default_remaining(original_assertions);
+  return builder.stats();
+}
+
+std::vector<const Term*> validate(ModelStore& store, const std::vector<const Term*>& assertions) {
+  const Term* true_term = store.term_manager()->true_term();
+  std::vector<const Term*> false_ones;
+  for (const Term* a : assertions) {
+    if (store.get_normalized(a) != true_term) false_ones.push_back(a);
+  }
+  return false_ones;
+}
+
+}  // namespace kora::preprocess

@@ -1,0 +1,103 @@
+#pragma once
+
+// Unconstrained-term elimination. A term is unconstrained when it is an
+// uninterpreted constant (declared, or fresh from an earlier elimination)
+// with exactly one occurrence in the shared graph of the assertions (one
+// parent edge, repeated arguments counted) and is not itself an assertion.
+// An application whose unconstrained arguments let it take any value its
+// other arguments allow is replaced by a fresh constant of its sort; the
+// model builder later asks the calculators for argument values that agree
+// with the value the solver gave that constant.
+//
+// The rules, with x and y unconstrained and distinct, t any term:
+//   not, bvnot, bvneg, extract, rotate_left/right   the argument is x
+//   bvadd, bvsub, bvxor, =, bvcomp                   any one argument is x
+//   ite c a b                                        any two of c, a, b
+//   and, or, bvand, bvor, concat, shifts, bvudiv,
+//   bvurem, bvsdiv, bvsrem                           every argument
+//   bvmul                                            every argument, or x and
+//                                                    an odd numeral
+//   bvult, bvule, bvslt, bvsle                       both: a fresh Boolean;
+//     one, x against t: x <= t becomes (u or t = MAX), x < t becomes
+//     (u and t != MIN), t <= x becomes (u or t = MIN), t < x becomes
+//     (u and t != MAX), with the signed ends for the signed operators.
+// The SMT-LIB operators the term layer lacks are built from these by their
+// definitions, and the rules reach them by composition: bvnand and bvnor are
+// bvnot over bvand/bvor, bvxnor is bvnot over bvxor, xor and distinct are
+// not over =, and bvuge, bvugt, bvsge, bvsgt are the mirrored comparisons.
+// bvsmod is not reached: its definition uses each argument several times.
+// Zero and sign extension are left alone: their argument's value is fixed by
+// the result.
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kora/terms/term.h"
+#include "kora/terms/term_manager.h"
+
+namespace kora::preprocess {
+
+// One elimination, recorded over the arguments current when it was made.
+struct Replacement {
+  // The replaced application.
+  const Term* term = nullptr;
+  // What took its place: the fresh constant, or for a comparison with one
+  // unconstrained side the Boolean expression over it.
+  const Term* replacement = nullptr;
+  // The fresh constant made for this step.
+  const Term* fresh = nullptr;
+  // The unconstrained arguments of term: the ones the model builder marks
+  // free.
+  std::vector<const Term*> free_args;
+};
+
+// The eliminations in the order they were made, and every fresh constant.
+struct Trail {
+  std::vector<Replacement> steps;
+  std::vector<const Term*> fresh;
+};
+
+struct Simplified {
+  // The reduced assertions, one per original assertion, in the same order.
+  std::vector<const Term*> assertions;
+  Trail trail;
+  // Eliminations by the SMT-LIB name of the replaced term's operator.
+  std::map<std::string, std::size_t> eliminated_by_op;
+  std::size_t eliminated = 0;
+  // Bottom-up passes made until one eliminated nothing.
+  std::size_t passes = 0;
+};
+
+// Eliminates unconstrained terms from the assertions to a fixed point: in
+// the result no rule applies any more.
+Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions);
+
+class Eliminator;
+
+// Occurrences over the shared graph of a set of assertions, in time linear
+// in the size of the graph.
+class Occurrences {
+ public:
+  explicit Occurrences(const std::vector<const Term*>& assertions);
+  // Every distinct term of the graph, each after its arguments.
+  const std::vector<const Term*>& post_order() const noexcept { return order_; }
+  // Parent edges of t, repeated arguments counted.
+  std::size_t count(const Term* t) const noexcept;
+  bool is_assertion(const Term* t) const noexcept;
+  bool is_unconstrained(const Term* t) const noexcept;
+
+ private:
+  friend class Eliminator;  // starts each pass from these tables
+  std::vector<const Term*> order_;
+  std::vector<std::size_t> count_;  // by term identifier
+  std::vector<bool> assertion_;     // by term identifier
+};
+
+// The applications of the graph of the assertions that some rule would
+// eliminate now; empty exactly at a fixed point.
+std::vector<const Term*> eliminable(const TermManager& mgr,
+                                    const std::vector<const Term*>& assertions);
+
+}  // namespace kora::preprocess

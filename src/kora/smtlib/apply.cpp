@@ -1,0 +1,359 @@
+// Sort checking and term building for every operator application, shared by
+// the standard script reader and kora-adhoc's elaborator.
+#include <vector>
+
+#include "kora/smtlib/operators.h"
+
+namespace kora::smtlib {
+
+namespace {
+
+// The checks and builders of one application.
+class Application {
+ public:
+  Application(TermManager& mgr, const OperatorHead& h, const Node& app,
+              const std::vector<const Term*>& args)
+      : mgr_(mgr), h_(h), app_(app), args_(args), op_(h.name()) {}
+
+  const Term* build();
+
+ private:
+  const Node& arg_node(std::size_t k) const { return *app_.children[k + 1]; }
+  void check_arity() const;
+  void check_bool() const;
+  void check_same_sort() const;
+  std::size_t same_bv() const;
+  std::size_t one_bv() const;
+  const Term* bv(Op op, std::size_t w, const Term* a, const Term* b) {
+    return mgr_.make_term(mgr_.make_bv_symbol(op, w), {a, b});
+  }
+  const Term* bv(Op op, std::size_t w, const Term* a) {
+    return mgr_.make_term(mgr_.make_bv_symbol(op, w), {a});
+  }
+  const Term* equal(const Term* a, const Term* b) {
+    return a->type()->is_bool() ? mgr_.make_iff(a, b) : mgr_.make_equal(a, b);
+  }
+  const Term* boolean();
+  const Term* chain();
+  const Term* distinct();
+  const Term* ite();
+  const Term* bit_vector();
+  const Term* smod(std::size_t w, const Term* s, const Term* t);
+  const Term* concat();
+  const Term* concat2(const Term* high, const Term* low);
+  const Term* repeat();
+  const Term* indexed();
+  const Term* const_array();
+
+  TermManager& mgr_;
+  const OperatorHead& h_;
+  const Node& app_;
+  const std::vector<const Term*>& args_;
+  std::string op_;
+};
+
+void Application::check_arity() const {
+  const Shape shape = h_.info->shape;
+  bool nary = shape == Shape::BoolNary || shape == Shape::BVNary || shape == Shape::Concat ||
+              shape == Shape::Implies || shape == Shape::Chain || shape == Shape::Distinct;
+  std::size_t arity = 1;
+  switch (shape) {
+    case Shape::BoolUnary:
+    case Shape::BVUnary:
+    case Shape::Extract:
+    case Shape::Rotate:
+    case Shape::Extend:
+    case Shape::Repeat:
+    case Shape::ConstArray:
+      break;
+    case Shape::Ite:
+      arity = 3;
+      break;
+    default:
+      arity = 2;
+      break;
+  }
+  if (args_.size() < arity || (!nary && args_.size() > arity)) {
+    // A missing argument is reported at the ')', a surplus one at itself.
+    std::string msg = op_ + " expects " + (nary ? "at least " : "") + plural(arity, "argument") +
+                      ", got " + std::to_string(args_.size());
+    throw InputError(args_.size() < arity ? app_.end : arg_node(arity).pos, msg);
+  }
+  if (shape == Shape::Distinct && args_.size() > kMaxDistinctArguments) {
+    throw InputError(arg_node(kMaxDistinctArguments).pos,
+                     "distinct over more than " + std::to_string(kMaxDistinctArguments) +
+                         " arguments is not supported");
+  }
+}
+
+void Application::check_bool() const {
+  for (std::size_t k = 0; k < args_.size(); ++k) {
+    if (!args_[k]->type()->is_bool()) {
+      throw InputError(arg_node(k).pos, op_ + " expects Bool arguments, got " +
+                                            sort_text(args_[k]) + " for argument " +
+                                            std::to_string(k + 1));
+    }
+  }
+}
+
+void Application::check_same_sort() const {
+  for (std::size_t k = 1; k < args_.size(); ++k) {
+    if (args_[k]->type() != args_[0]->type()) {
+      throw InputError(arg_node(k).pos, op_ + " expects " +
+                                            (args_.size() == 2 ? "2 arguments" : "arguments") +
+                                            " of the same sort, got " + sort_text(args_[0]) +
+                                            " and " + sort_text(args_[k]));
+    }
+  }
+}
+
+// The common width of operators over one bit-vector sort.
+std::size_t Application::same_bv() const {
+  std::string what = op_ + " expects " + (args_.size() == 2 ? "2 arguments" : "arguments") +
+                     " of the same bit-vector sort, got ";
+  for (std::size_t k = 0; k < args_.size(); ++k) {
+    if (args_[k]->type()->is_bv() && args_[k]->type() == args_[0]->type()) continue;
+    std::size_t other = k == 0 ? 1 : k;
+    throw InputError(arg_node(k).pos,
+                     what + sort_text(args_[0]) + " and " + sort_text(args_[other]));
+  }
+  return args_[0]->type()->width();
+}
+
+std::size_t Application::one_bv() const {
+  if (!args_[0]->type()->is_bv()) {
+    throw InputError(arg_node(0).pos,
+                     op_ + " expects a bit-vector argument, got " + sort_text(args_[0]));
+  }
+  return args_[0]->type()->width();
+}
+
+const Term* Application::build() {
+  check_arity();
+  switch (h_.info->shape) {
+    case Shape::BoolUnary:
+    case Shape::BoolNary:
+    case Shape::Implies:
+      return boolean();
+    case Shape::Equal:
+    case Shape::Chain:
+      return chain();
+    case Shape::Distinct:
+      return distinct();
+    case Shape::Ite:
+      return ite();
+    case Shape::Concat:
+      return concat();
+    case Shape::Repeat:
+      return repeat();
+    case Shape::Extract:
+    case Shape::Rotate:
+    case Shape::Extend:
+      return indexed();
+    case Shape::ConstArray:
+      return const_array();
+    default:
+      return bit_vector();
+  }
+}
+
+const Term* Application::boolean() {
+  check_bool();
+  const Op op = h_.info->op;
+  if (h_.info->shape == Shape::BoolUnary) return mgr_.make_not(args_[0]);
+  if (h_.info->shape == Shape::Implies) {
+    // a => b => c is a => (b => c), and a => b is (or (not a) b).
+    const Term* t = args_.back();
+    for (std::size_t k = args_.size() - 1; k-- > 0;) t = mgr_.make_or(mgr_.make_not(args_[k]), t);
+    return t;
+  }
+  const Term* t = args_[0];
+  for (std::size_t k = 1; k < args_.size(); ++k) {
+    if (op == Op::And) {
+      t = mgr_.make_and(t, args_[k]);
+    } else if (op == Op::Or) {
+      t = mgr_.make_or(t, args_[k]);
+    } else {  // xor: a xor b is (not (= a b))
+      t = mgr_.make_not(mgr_.make_iff(t, args_[k]));
+    }
+  }
+  return t;
+}
+
+// (= a b c) is (and (= a b) (= b c)).
+const Term* Application::chain() {
+  if (h_.info->shape == Shape::Equal) {
+    if (args_[0]->type() != args_[1]->type()) {
+      throw InputError(arg_node(1).pos, "= expects 2 arguments of the same sort, got " +
+                                            sort_text(args_[0]) + " and " + sort_text(args_[1]));
+    }
+    return equal(args_[0], args_[1]);
+  }
+  check_same_sort();
+  const Term* t = equal(args_[0], args_[1]);
+  for (std::size_t k = 2; k < args_.size(); ++k) {
+    t = mgr_.make_and(t, equal(args_[k - 1], args_[k]));
+  }
+  return t;
+}
+
+// (distinct a b c) is (and (not (= a b)) (not (= a c)) (not (= b c))).
+const Term* Application::distinct() {
+  check_same_sort();
+  const Term* t = nullptr;
+  for (std::size_t i = 0; i < args_.size(); ++i) {
+    for (std::size_t j = i + 1; j < args_.size(); ++j) {
+      const Term* d = mgr_.make_not(equal(args_[i], args_[j]));
+      t = t == nullptr ? d : mgr_.make_and(t, d);
+    }
+  }
+  return t;
+}
+
+const Term* Application::ite() {
+  if (!args_[0]->type()->is_bool()) {
+    throw InputError(arg_node(0).pos, "ite expects a Bool condition, got " + sort_text(args_[0]));
+  }
+  if (args_[1]->type() != args_[2]->type()) {
+    throw InputError(arg_node(2).pos, "ite expects branches of the same sort, got " +
+                                          sort_text(args_[1]) + " and " + sort_text(args_[2]));
+  }
+  return mgr_.make_ite(args_[0], args_[1], args_[2]);
+}
+
+const Term* Application::bit_vector() {
+  const Op op = h_.info->op;
+  switch (h_.info->shape) {
+    case Shape::BVUnary:
+      return bv(op, one_bv(), args_[0]);
+    case Shape::BVNegated: {
+      std::size_t w = same_bv();
+      return bv(Op::BVNot, w, bv(op, w, args_[0], args_[1]));
+    }
+    case Shape::BVSwapped: {
+      std::size_t w = same_bv();
+      return bv(op, w, args_[1], args_[0]);
+    }
+    case Shape::BVSmod: {
+      std::size_t w = same_bv();
+      return smod(w, args_[0], args_[1]);
+    }
+    default: {
+      std::size_t w = same_bv();
+      const Term* t = args_[0];
+      for (std::size_t k = 1; k < args_.size(); ++k) t = bv(op, w, t, args_[k]);
+      return t;
+    }
+  }
+}
+
+// SMT-LIB's definition: the remainder of the absolute values, given the
+// sign of the divisor.
+const Term* Application::smod(std::size_t w, const Term* s, const Term* t) {
+  const Symbol* top = mgr_.make_bv_extract_symbol(w - 1, w - 1, w);
+  const Term* zero_bit = mgr_.make_bv_word(0, 1);
+  const Term* one_bit = mgr_.make_bv_word(1, 1);
+  const Term* msb_s = mgr_.make_term(top, {s});
+  const Term* msb_t = mgr_.make_term(top, {t});
+  const Term* s_pos = mgr_.make_equal(msb_s, zero_bit);
+  const Term* t_pos = mgr_.make_equal(msb_t, zero_bit);
+  const Term* abs_s = mgr_.make_ite(s_pos, s, bv(Op::BVNeg, w, s));
+  const Term* abs_t = mgr_.make_ite(t_pos, t, bv(Op::BVNeg, w, t));
+  const Term* u = bv(Op::BVUrem, w, abs_s, abs_t);
+  const Term* neg_u = bv(Op::BVNeg, w, u);
+  const Term* s_neg = mgr_.make_equal(msb_s, one_bit);
+  const Term* t_neg = mgr_.make_equal(msb_t, one_bit);
+  const Term* inner = mgr_.make_ite(mgr_.make_and(s_pos, t_neg), bv(Op::BVAdd, w, u, t), neg_u);
+  inner = mgr_.make_ite(mgr_.make_and(s_neg, t_pos), bv(Op::BVAdd, w, neg_u, t), inner);
+  inner = mgr_.make_ite(mgr_.make_and(s_pos, t_pos), u, inner);
+  return mgr_.make_ite(mgr_.make_equal(u, mgr_.make_bv_word(0, w)), u, inner);
+}
+
+const Term* Application::concat2(const Term* high, const Term* low) {
+  std::size_t hw = high->type()->width();
+  std::size_t lw = low->type()->width();
+  if (hw + lw > kMaxWidth) {
+    throw InputError(h_.node->pos, "the result of " + op_ + " would have " +
+                                       std::to_string(hw + lw) + " bits, beyond the limit of " +
+                                       std::to_string(kMaxWidth) + " bits");
+  }
+  return mgr_.make_term(mgr_.make_bv_concat_symbol(hw, lw), {high, low});
+}
+
+const Term* Application::concat() {
+  for (std::size_t k = 0; k < args_.size(); ++k) {
+    if (!args_[k]->type()->is_bv()) {
+      throw InputError(arg_node(k).pos, "concat expects bit-vector arguments, got " +
+                                            sort_text(args_[k]) + " for argument " +
+                                            std::to_string(k + 1));
+    }
+  }
+  const Term* t = args_[0];
+  for (std::size_t k = 1; k < args_.size(); ++k) t = concat2(t, args_[k]);
+  return t;
+}
+
+// (_ repeat k) is k copies concatenated. Built by doubling, so that the
+// term has O(log k) distinct subterms.
+const Term* Application::repeat() {
+  std::size_t w = one_bv();
+  if (h_.i > kMaxWidth / w) {
+    throw InputError(h_.node->pos, "the result of " + quote(*h_.node) +
+                                       " would exceed the limit of " + std::to_string(kMaxWidth) +
+                                       " bits");
+  }
+  const Term* result = nullptr;
+  const Term* power = args_[0];  // 2^bit copies
+  for (std::size_t k = h_.i;;) {
+    if ((k & 1) != 0) result = result == nullptr ? power : concat2(result, power);
+    k >>= 1;
+    if (k == 0) break;
+    power = concat2(power, power);
+  }
+  return result;
+}
+
+const Term* Application::indexed() {
+  std::size_t w = one_bv();
+  switch (h_.info->shape) {
+    case Shape::Extract:
+      if (h_.i >= w) {
+        throw InputError(arg_node(0).pos,
+                         op_ + " is out of range for an argument of sort " + sort_text(args_[0]));
+      }
+      return mgr_.make_term(mgr_.make_bv_extract_symbol(h_.i, h_.j, w), {args_[0]});
+    case Shape::Rotate: {
+      const Symbol* s = h_.info->op == Op::BVRotateLeft ? mgr_.make_bv_rotate_left_symbol(h_.i, w)
+                                                        : mgr_.make_bv_rotate_right_symbol(h_.i, w);
+      return mgr_.make_term(s, {args_[0]});
+    }
+    default: {
+      if (h_.i > kMaxWidth - w) {
+        throw InputError(h_.node->pos, "the result of " + quote(*h_.node) +
+                                           " would exceed the limit of " +
+                                           std::to_string(kMaxWidth) + " bits");
+      }
+      const Symbol* s = h_.info->op == Op::BVZeroExtend ? mgr_.make_bv_zero_extend_symbol(h_.i, w)
+                                                        : mgr_.make_bv_sign_extend_symbol(h_.i, w);
+      return mgr_.make_term(s, {args_[0]});
+    }
+  }
+}
+
+const Term* Application::const_array() {
+  if (args_[0]->type() != h_.array->element()) {
+    throw InputError(arg_node(0).pos, op_ + " expects a value of sort " +
+                                          shorten(h_.array->element()->to_string()) + ", got " +
+                                          sort_text(args_[0]));
+  }
+  return mgr_.make_const_array(h_.array, args_[0]);
+}
+
+}  // namespace
+
+const Term* apply_operator(TermManager& mgr, const OperatorHead& h, const Node& app,
+                           const std::vector<const Term*>& args) {
+  return Application(mgr, h, app, args).build();
+}
+
+}  // namespace kora::smtlib

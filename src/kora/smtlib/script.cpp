@@ -1,0 +1,344 @@
+#include "kora/smtlib/script.h"
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+#include "kora/smtlib/script_internal.h"
+
+namespace kora::smtlib {
+
+namespace {
+
+using Kind = Command::Kind;
+
+// Commands without arguments, by name.
+struct Plain {
+  std::string_view name;
+  Kind kind;
+};
+constexpr Plain kPlain[] = {
+    {"check-sat", Kind::CheckSat},
+    {"get-model", Kind::GetModel},
+    {"get-assignment", Kind::GetAssignment},
+    {"reset", Kind::Reset},
+    {"reset-assertions", Kind::ResetAssertions},
+    {"exit", Kind::Exit},
+};
+
+// Standard commands outside QF_BV or outside what the reader answers, with
+// the reason given for refusing them.
+struct Refused {
+  std::string_view name;
+  const char* reason;
+};
+constexpr Refused kRefused[] = {
+    {"declare-sort", "uninterpreted sorts are not supported: the logic is QF_BV"},
+    {"define-fun-rec", "recursive functions are not supported: the logic is QF_BV"},
+    {"define-funs-rec", "recursive functions are not supported: the logic is QF_BV"},
+    {"declare-datatype", "datatypes are not supported: the logic is QF_BV"},
+    {"declare-datatypes", "datatypes are not supported: the logic is QF_BV"},
+    {"get-assertions", "get-assertions is not supported"},
+    {"get-option", "get-option is not supported"},
+    {"get-proof", "get-proof is not supported"},
+    {"get-unsat-core", "get-unsat-core is not supported"},
+    {"get-unsat-assumptions", "get-unsat-assumptions is not supported"},
+};
+
+}  // namespace
+
+std::optional<Command> ScriptReader::Impl::next() {
+  std::optional<const Node*> cmd = reader_.next();
+  if (!cmd) return std::nullopt;
+  const std::size_t names = names_.mark();
+  const std::size_t sorts = sorts_.mark();
+  try {
+    Command out = command(**cmd);
+    commit_named();
+    return out;
+  } catch (...) {
+    // A refused command leaves no trace: let variables, parameters and names
+    // it bound are taken back.
+    names_.restore(names);
+    sorts_.restore(sorts);
+    pending_.clear();
+    in_function_ = false;
+    throw;
+  }
+}
+
+std::string ScriptReader::Impl::message(const InputError& e) const {
+  return file_name_ + ":" + std::to_string(e.pos().line) + ":" + std::to_string(e.pos().column) +
+         ": " + e.what();
+}
+
+std::string ScriptReader::Impl::new_symbol(const Node& n, const char* what) const {
+  std::string name = new_name(n, what, Dialect::Standard);
+  if (names_.find(name) != nullptr) {
+    throw InputError(n.pos, quote(n) + " is already declared");
+  }
+  return name;
+}
+
+Command ScriptReader::Impl::command(const Node& cmd) {
+  if (cmd.children.empty()) throw InputError(cmd.pos, "empty command '()'");
+  const Node& head = *cmd.children[0];
+  if (!head.is_symbol()) throw InputError(head.pos, "expected a command name, got " + quote(head));
+  const std::string& name = head.text;
+  const std::vector<const Node*>& c = cmd.children;
+  Command out;
+  out.pos = cmd.pos;
+  for (const Plain& p : kPlain) {
+    if (p.name != name) continue;
+    expect_arguments(cmd, 0, ("(" + name + ")").c_str());
+    out.kind = p.kind;
+    if (p.kind == Kind::Reset) reset();
+    if (p.kind == Kind::ResetAssertions) pop(depth_);
+    return out;
+  }
+  if (name == "set-logic") {
+    expect_arguments(cmd, 1, "(set-logic QF_BV)");
+    if (!c[1]->is_symbol()) throw InputError(c[1]->pos, "expected a logic, got " + quote(*c[1]));
+    if (c[1]->text != "QF_BV") {
+      throw InputError(c[1]->pos, "logic " + quote(*c[1]) + " is not supported: only QF_BV is");
+    }
+    out.kind = Kind::SetLogic;
+    out.name = c[1]->text;
+  } else if (name == "set-info" || name == "set-option") {
+    out.kind = name == "set-info" ? Kind::SetInfo : Kind::SetOption;
+    attribute(cmd, out, true);
+  } else if (name == "get-info") {
+    out.kind = Kind::GetInfo;
+    attribute(cmd, out, false);
+  } else if (name == "declare-const" || name == "declare-fun") {
+    declare(cmd, out);
+  } else if (name == "define-fun") {
+    define_fun(cmd, out);
+  } else if (name == "define-sort") {
+    define_sort(cmd, out);
+  } else if (name == "assert") {
+    expect_arguments(cmd, 1, "(assert TERM)");
+    out.kind = Kind::Assert;
+    out.term = term(*c[1], mgr_->bool_type());
+  } else if (name == "check-sat-assuming") {
+    expect_arguments(cmd, 1, "(check-sat-assuming (LITERAL ...))");
+    out.kind = Kind::CheckSatAssuming;
+    terms(*c[1], out, false);
+  } else if (name == "get-value") {
+    expect_arguments(cmd, 1, "(get-value (TERM ...))");
+    out.kind = Kind::GetValue;
+    terms(*c[1], out, true);
+  } else if (name == "push" || name == "pop") {
+    out.kind = name == "push" ? Kind::Push : Kind::Pop;
+    out.count = levels(cmd);
+    name == "push" ? push(out.count) : pop(out.count);
+  } else if (name == "echo") {
+    expect_arguments(cmd, 1, "(echo \"TEXT\")");
+    if (c[1]->kind != Node::Kind::String) {
+      throw InputError(c[1]->pos, "echo expects a string, got " + quote(*c[1]));
+    }
+    out.kind = Kind::Echo;
+    out.name = c[1]->text;
+  } else {
+    unsupported(cmd);
+  }
+  return out;
+}
+
+void ScriptReader::Impl::unsupported(const Node& cmd) {
+  const Node& head = *cmd.children[0];
+  for (const Refused& r : kRefused) {
+    if (r.name == head.text) throw InputError(head.pos, r.reason);
+  }
+  throw InputError(head.pos, "unknown command " + quote(head));
+}
+
+void ScriptReader::Impl::attribute(const Node& cmd, Command& out, bool with_value) {
+  const std::vector<const Node*>& c = cmd.children;
+  const char* usage = with_value ? "(set-option :KEYWORD VALUE)" : "(get-info :KEYWORD)";
+  if (c.size() < 2 || c.size() > (with_value ? 3U : 2U)) {
+    expect_arguments(cmd, with_value && c.size() > 2 ? 2 : 1, usage);
+  }
+  if (c[1]->kind != Node::Kind::Keyword) {
+    throw InputError(c[1]->pos, "expected a keyword such as :name, got " + quote(*c[1]));
+  }
+  out.name = c[1]->text;
+  if (c.size() == 3) out.attribute = c[2];
+}
+
+void ScriptReader::Impl::declare(const Node& cmd, Command& out) {
+  const std::vector<const Node*>& c = cmd.children;
+  const Node* sort_node = nullptr;
+  if (c[0]->text == "declare-const") {
+    expect_arguments(cmd, 2, "(declare-const NAME SORT)");
+    sort_node = c[2];
+  } else {
+    expect_arguments(cmd, 3, "(declare-fun NAME () SORT)");
+    if (!c[2]->is_list()) {
+      throw InputError(c[2]->pos, "expected the argument sorts '()', got " + quote(*c[2]));
+    }
+    if (!c[2]->children.empty()) {
+      throw InputError(c[2]->pos, "functions with arguments are not supported: the logic is QF_BV");
+    }
+    sort_node = c[3];
+  }
+  std::string name = new_symbol(*c[1], "constant");
+  const DataType* type = sort(*sort_node);
+  out.kind = Kind::DeclareConst;
+  out.term = mgr_->make_constant(name, type);
+  out.name = name;
+  names_.bind(name, {out.term, nullptr});
+  declared_.push_back(out.term);
+}
+
+void ScriptReader::Impl::define_fun(const Node& cmd, Command& out) {
+  const std::vector<const Node*>& c = cmd.children;
+  expect_arguments(cmd, 4, "(define-fun NAME ((PARAM SORT) ...) SORT TERM)");
+  std::string name = new_symbol(*c[1], "function");
+  if (!c[2]->is_list()) {
+    throw InputError(c[2]->pos, "expected the parameter list, got " + quote(*c[2]));
+  }
+  out.kind = Kind::DefineFun;
+  out.name = name;
+  const std::size_t mark = names_.mark();
+  Function f;
+  for (const Node* p : c[2]->children) {
+    if (!p->is_list() || p->children.size() != 2) {
+      throw InputError(p->pos, "expected a parameter (NAME SORT), got " + quote(*p));
+    }
+    std::string param = new_name(*p->children[0], "parameter", Dialect::Standard);
+    const DataType* type = sort(*p->children[1]);
+    // A name nobody can write (it holds a bar), so no declared constant is
+    // ever taken for a parameter.
+    f.params.push_back(mgr_->make_constant(name + "|" + std::to_string(f.params.size()), type));
+    names_.bind(param, {f.params.back(), nullptr});
+  }
+  const DataType* type = sort(*c[3]);
+  in_function_ = !f.params.empty();
+  f.body = term(*c[4], type);
+  in_function_ = false;
+  names_.restore(mark);
+  if (f.params.empty()) {
+    out.term = f.body;
+    names_.bind(name, {f.body, nullptr});
+    return;
+  }
+  functions_.push_back(std::move(f));
+  names_.bind(name, {nullptr, &functions_.back()});
+}
+
+void ScriptReader::Impl::define_sort(const Node& cmd, Command& out) {
+  const std::vector<const Node*>& c = cmd.children;
+  expect_arguments(cmd, 3, "(define-sort NAME () SORT)");
+  std::string name = new_name(*c[1], "sort", Dialect::Standard);
+  if (name == "Bool" || name == "BitVec" || name == "Array" || sorts_.find(name) != nullptr) {
+    throw InputError(c[1]->pos, "sort " + quote(*c[1]) + " is already declared");
+  }
+  if (!c[2]->is_list() || !c[2]->children.empty()) {
+    throw InputError(c[2]->pos, "sorts with parameters are not supported, got " + quote(*c[2]));
+  }
+  out.kind = Kind::DefineSort;
+  out.name = name;
+  sorts_.bind(name, sort(*c[3]));
+}
+
+void ScriptReader::Impl::terms(const Node& list, Command& out, bool written) {
+  if (!list.is_list() || (written && list.children.empty())) {
+    throw InputError(list.pos, std::string("expected a ") + (written ? "non-empty " : "") +
+                                   "list of terms, got " + quote(list));
+  }
+  for (const Node* n : list.children) {
+    out.terms.push_back(term(*n, written ? nullptr : mgr_->bool_type()));
+    if (written) out.written.push_back(source_text(*n));
+  }
+}
+
+std::size_t ScriptReader::Impl::levels(const Node& cmd) {
+  const std::vector<const Node*>& c = cmd.children;
+  if (c.size() == 1) return 1;
+  const std::string name = c[0]->text;
+  expect_arguments(cmd, 1, name == "push" ? "(push N)" : "(pop N)");
+  if (c[1]->kind != Node::Kind::Numeral) {
+    throw InputError(c[1]->pos, "expected a numeral, got " + quote(*c[1]));
+  }
+  std::size_t n = saturated_value(c[1]->text);
+  if (name == "pop" && n > depth_) {
+    throw InputError(c[1]->pos,
+                     "cannot pop " + plural(n, "level") + ": " + std::to_string(depth_) + " open");
+  }
+  if (name == "push" && n > std::numeric_limits<std::size_t>::max() - depth_) {
+    throw InputError(c[1]->pos, "too many levels: " + quote(*c[1]));
+  }
+  return n;
+}
+
+void ScriptReader::Impl::push(std::size_t count) {
+  if (count == 0) return;
+  Level here{names_.mark(), sorts_.mark(), functions_.size(), declared_.size(), named_.size(), 0};
+  // Levels opened with nothing declared between them share one entry, so
+  // that (push 1000000000) costs no memory.
+  if (levels_.empty() || levels_.back().names != here.names || levels_.back().sorts != here.sorts) {
+    levels_.push_back(here);
+  }
+  levels_.back().count += count;
+  depth_ += count;
+}
+
+void ScriptReader::Impl::pop(std::size_t count) {
+  depth_ -= count;
+  while (count > 0) {
+    Level& top = levels_.back();
+    std::size_t take = std::min(count, top.count);
+    top.count -= take;
+    count -= take;
+    names_.restore(top.names);
+    sorts_.restore(top.sorts);
+    functions_.resize(top.functions);
+    declared_.resize(top.declared);
+    named_.resize(top.named);
+    if (top.count == 0) levels_.pop_back();
+  }
+}
+
+void ScriptReader::Impl::reset() {
+  names_.clear();
+  sorts_.clear();
+  functions_.clear();
+  levels_.clear();
+  declared_.clear();
+  named_.clear();
+  depth_ = 0;
+}
+
+// --- ScriptReader --------------------------------------------------------------
+
+ScriptReader::ScriptReader(std::istream& in, TermManager* mgr, std::string file_name)
+    : impl_(std::make_unique<Impl>(in, mgr, std::move(file_name))) {}
+
+ScriptReader::~ScriptReader() = default;
+
+std::optional<Command> ScriptReader::next() {
+  return impl_->next();
+}
+
+const std::vector<const Term*>& ScriptReader::declared() const {
+  return impl_->declared_;
+}
+
+const std::vector<std::pair<std::string, const Term*>>& ScriptReader::named() const {
+  return impl_->named_;
+}
+
+std::size_t ScriptReader::depth() const {
+  return impl_->depth_;
+}
+
+std::string ScriptReader::message(const InputError& e) const {
+  return impl_->message(e);
+}
+
+const std::string& name_of(const Term* constant) {
+  return constant->get_symbol()->name();
+}
+
+}  // namespace kora::smtlib

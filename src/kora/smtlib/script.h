@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kora/smtlib/reader.h"
+#include "kora/terms/term.h"
+#include "kora/terms/term_manager.h"
+
+namespace kora::smtlib {
+
+// One command of a standard SMT-LIB 2 script, elaborated.
+struct Command {
+  enum class Kind : unsigned char {
+    SetLogic,
+    SetInfo,
+    SetOption,
+    DeclareConst,  // also a nullary declare-fun
+    DefineFun,
+    DefineSort,
+    Assert,
+    CheckSat,
+    CheckSatAssuming,
+    GetModel,
+    GetValue,
+    GetAssignment,
+    GetInfo,
+    Push,
+    Pop,
+    Reset,
+    ResetAssertions,
+    Echo,
+    Exit,
+  };
+
+  Kind kind = Kind::Exit;
+  Position pos;  // of the command's '('
+  // The logic, the keyword (":produce-models"), the echoed text, or the
+  // declared or defined name.
+  std::string name;
+  // The value of set-option or set-info, when present. It belongs to the
+  // reader and lives until the next call of next().
+  const Node* attribute = nullptr;
+  // assert: the elaborated term; declare-const: the new constant;
+  // define-fun without parameters: its body.
+  const Term* term = nullptr;
+  std::vector<const Term*> terms;    // get-value, check-sat-assuming
+  std::vector<std::string> written;  // get-value: each term as written, on one line
+  std::size_t count = 0;             // push, pop: the number of levels
+};
+
+// Reads a standard QF_BV script command by command and elaborates its terms
+// through a hash-consing term manager. Operators the term layer lacks are
+// rewritten by their SMT-LIB definitions, and functions defined with
+// parameters are expanded at each use, so every term uses only the term
+// layer's operators and shares its subterms.
+//
+// The reader keeps the scopes of names: push and pop open and close levels
+// of declarations and definitions, reset forgets everything, and
+// reset-assertions pops every level.
+class ScriptReader {
+ public:
+  ScriptReader(std::istream& in, TermManager* mgr, std::string file_name);
+  ~ScriptReader();
+  ScriptReader(const ScriptReader&) = delete;
+  ScriptReader& operator=(const ScriptReader&) = delete;
+
+  // The next command, or nullopt at the end of the input. A malformed or
+  // unsupported command throws InputError once it has been skipped and
+  // undone; the caller reports it (see message()) and calls next() again.
+  std::optional<Command> next();
+
+  // Declared constants in scope, in declaration order (for get-model).
+  const std::vector<const Term*>& declared() const;
+  // Named Boolean terms (:named) in scope, in naming order (for
+  // get-assignment).
+  const std::vector<std::pair<std::string, const Term*>>& named() const;
+  // Levels opened by push and not yet popped.
+  std::size_t depth() const;
+
+  // "FILE:LINE:COLUMN: message" for an error thrown by next().
+  std::string message(const InputError& e) const;
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// The name a declared constant was declared with.
+const std::string& name_of(const Term* constant);
+
+}  // namespace kora::smtlib

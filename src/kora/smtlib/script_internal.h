@@ -1,0 +1,125 @@
+#pragma once
+
+// The script reader's state, shared by its command and term halves.
+
+#include <cstddef>
+#include <deque>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "kora/smtlib/operators.h"
+#include "kora/smtlib/script.h"
+
+namespace kora::smtlib {
+
+// A function defined with parameters: its body over placeholder constants,
+// one per parameter, that a use replaces by the arguments.
+struct Function {
+  std::vector<const Term*> params;
+  const Term* body = nullptr;
+};
+
+// What a name stands for: a term (declared constant, definition without
+// parameters, let variable) or a function.
+struct Binding {
+  const Term* term = nullptr;
+  const Function* function = nullptr;
+};
+
+// Names with shadowing: each name has a stack of bindings, and an undo log
+// lets any number of them be taken back in one step.
+template <class T>
+class ScopedTable {
+ public:
+  const T* find(const std::string& name) const {
+    auto it = table_.find(name);
+    return it == table_.end() || it->second.empty() ? nullptr : &it->second.back();
+  }
+  void bind(const std::string& name, T value) {
+    std::vector<T>& entries = table_[name];
+    entries.push_back(std::move(value));
+    undo_.push_back(&entries);
+  }
+  std::size_t mark() const noexcept { return undo_.size(); }
+  void restore(std::size_t mark) {
+    while (undo_.size() > mark) {
+      undo_.back()->pop_back();
+      undo_.pop_back();
+    }
+  }
+  void clear() {
+    table_.clear();
+    undo_.clear();
+  }
+
+ private:
+  std::unordered_map<std::string, std::vector<T>> table_;
+  // Vectors of an unordered_map's nodes stay where they are on rehashing.
+  std::vector<std::vector<T>*> undo_;
+};
+
+class ScriptReader::Impl {
+ public:
+  Impl(std::istream& in, TermManager* mgr, std::string file_name)
+      : reader_(in), mgr_(mgr), file_name_(std::move(file_name)) {}
+
+  std::optional<Command> next();
+  std::string message(const InputError& e) const;
+
+  std::vector<const Term*> declared_;
+  std::vector<std::pair<std::string, const Term*>> named_;
+  std::size_t depth_ = 0;
+
+ private:
+  // How far each table reached when a level was opened; count levels were
+  // opened at the same point.
+  struct Level {
+    std::size_t names, sorts, functions, declared, named, count;
+  };
+  struct Pending {
+    std::string name;
+    const Term* term;
+  };
+
+  // Commands (script.cpp).
+  Command command(const Node& cmd);
+  void declare(const Node& cmd, Command& out);
+  void define_fun(const Node& cmd, Command& out);
+  void define_sort(const Node& cmd, Command& out);
+  void attribute(const Node& cmd, Command& out, bool with_value);
+  void terms(const Node& list, Command& out, bool written);
+  void push(std::size_t count);
+  void pop(std::size_t count);
+  std::size_t levels(const Node& cmd);
+  void reset();
+  void unsupported(const Node& cmd);
+  std::string new_symbol(const Node& n, const char* what) const;
+
+  // Sorts and terms (script_terms.cpp).
+  const DataType* sort(const Node& n);
+  // A term of the given sort (null: any sort).
+  const Term* term(const Node& n, const DataType* expected = nullptr);
+  const Term* elaborate(const Node& root);
+  const Term* symbol(const Node& n);
+  const Term* call(const Function& f, const Node& app, const std::vector<const Term*>& args);
+  const Term* substitute(const Function& f, const std::vector<const Term*>& args);
+  void annotate(const Node& n, const Term* t);
+  void commit_named();
+
+  Reader reader_;
+  TermManager* mgr_;
+  std::string file_name_;
+  ScopedTable<Binding> names_;
+  ScopedTable<const DataType*> sorts_;
+  std::deque<Function> functions_;
+  std::vector<Level> levels_;
+  // :named terms of the command being read, bound once it is read whole.
+  std::vector<Pending> pending_;
+  // Inside the body of a function with parameters, where a name could only
+  // stand for a term over the placeholders.
+  bool in_function_ = false;
+};
+
+}  // namespace kora::smtlib

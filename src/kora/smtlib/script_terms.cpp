@@ -1,0 +1,302 @@
+// Sorts and terms of the script reader: let, annotations, qualified
+// identifiers and the expansion of defined functions.
+#include <unordered_map>
+
+#include "kora/smtlib/script_internal.h"
+
+namespace kora::smtlib {
+
+namespace {
+
+constexpr Dialect kDialect = Dialect::Standard;
+
+[[noreturn]] void not_qf_bv(const Node& n, const char* what) {
+  throw InputError(n.pos, std::string(what) + " not supported: the logic is QF_BV");
+}
+
+// Refuses the heads that belong to other logics by name.
+void refuse_foreign_head(const Node& h) {
+  if (h.is_reserved("forall") || h.is_reserved("exists")) not_qf_bv(h, "quantifiers are");
+  if (h.is_reserved("match")) not_qf_bv(h, "match is");
+  if (!h.quoted && (h.text == "select" || h.text == "store")) not_qf_bv(h, "arrays are");
+}
+
+}  // namespace
+
+const DataType* ScriptReader::Impl::sort(const Node& n) {
+  if (n.is_symbol()) {
+    if (n.is_reserved("Bool")) return mgr_->bool_type();
+    if (const DataType* const* s = sorts_.find(n.text)) return *s;
+    if (n.is_reserved("BitVec"))
+      throw InputError(n.pos, "BitVec needs a width: write (_ BitVec W)");
+    if (n.is_reserved("Array")) not_qf_bv(n, "arrays are");
+    throw InputError(n.pos, "unknown sort " + quote(n));
+  }
+  if (!n.is_list() || n.children.empty()) {
+    throw InputError(n.pos, "expected a sort, got " + quote(n));
+  }
+  if (const DataType* bv = bv_sort(*mgr_, n)) return bv;
+  if (n.children[0]->is_reserved("Array")) not_qf_bv(n, "arrays are");
+  throw InputError(n.pos, "unknown sort " + quote(n));
+}
+
+const Term* ScriptReader::Impl::term(const Node& n, const DataType* expected) {
+  const Term* t = elaborate(n);
+  if (expected != nullptr && t->type() != expected) {
+    throw InputError(n.pos, "expected a term of sort " + shorten(expected->to_string()) +
+                                ", got one of sort " + sort_text(t));
+  }
+  return t;
+}
+
+const Term* ScriptReader::Impl::symbol(const Node& n) {
+  if (const Binding* b = names_.find(n.text)) {
+    if (b->term != nullptr) return b->term;
+    throw InputError(n.pos,
+                     quote(n) + " is a function: write (" + printed_symbol(n.text) + " ARGUMENTS)");
+  }
+  if (n.is_reserved("true")) return mgr_->true_term();
+  if (n.is_reserved("false")) return mgr_->false_term();
+  unknown_constant(n, kDialect);
+}
+
+const Term* ScriptReader::Impl::elaborate(const Node& root) {
+  enum class Step : unsigned char { Eval, Apply, Call, Bind, Unbind, Annotate, Check };
+  struct Frame {
+    Step step;
+    const Node* node;
+    std::size_t base = 0;  // where this frame's values start in results
+    OperatorHead head{};
+    const Function* function = nullptr;
+  };
+  std::vector<Frame> stack{{Step::Eval, &root}};
+  std::vector<const Term*> results;
+  // Schedules the children of n from `first` on, evaluated left to right.
+  auto eval_children = [&](const Node& n, std::size_t first) {
+    for (std::size_t k = n.children.size(); k-- > first;)
+      stack.push_back({Step::Eval, n.children[k]});
+  };
+  auto values = [&](std::size_t base) {
+    return std::vector<const Term*>(results.begin() + static_cast<std::ptrdiff_t>(base),
+                                    results.end());
+  };
+  auto finish = [&](std::size_t base, const Term* t) {
+    results.resize(base);
+    results.push_back(t);
+  };
+  while (!stack.empty()) {
+    Frame f = stack.back();
+    stack.pop_back();
+    const Node& n = *f.node;
+    switch (f.step) {
+      case Step::Apply:
+        finish(f.base, apply_operator(*mgr_, f.head, n, values(f.base)));
+        continue;
+      case Step::Call:
+        finish(f.base, call(*f.function, n, values(f.base)));
+        continue;
+      case Step::Bind: {
+        // Every value is computed before any variable is bound: let is
+        // parallel.
+        std::vector<const Term*> bound = values(f.base);
+        results.resize(f.base);
+        stack.push_back({Step::Unbind, &n, names_.mark()});
+        for (std::size_t k = 0; k < bound.size(); ++k) {
+          names_.bind(n.children[1]->children[k]->children[0]->text, {bound[k], nullptr});
+        }
+        stack.push_back({Step::Eval, n.children[2]});
+        continue;
+      }
+      case Step::Unbind:
+        names_.restore(f.base);
+        continue;
+      case Step::Annotate:
+        annotate(n, results.back());
+        continue;
+      case Step::Check: {
+        const DataType* s = sort(*n.children[2]);
+        if (results.back()->type() != s) {
+          throw InputError(n.pos, quote(*n.children[1]) + " has sort " + sort_text(results.back()) +
+                                      ", not " + shorten(s->to_string()));
+        }
+        continue;
+      }
+      case Step::Eval:
+        break;
+    }
+    if (n.is_symbol()) {
+      results.push_back(symbol(n));
+      continue;
+    }
+    if (!n.is_list()) {
+      results.push_back(atom(*mgr_, n));
+      continue;
+    }
+    if (n.children.empty()) throw InputError(n.pos, "expected a term, got '()'");
+    const Node& h = *n.children[0];
+    Frame next{Step::Apply, &n, results.size()};
+    if (h.is_reserved("_")) {
+      results.push_back(indexed_constant(*mgr_, n, kDialect));
+      continue;
+    }
+    if (h.is_reserved("as")) {
+      if (n.children.size() != 3) {
+        throw InputError(n.pos, "expected a qualified identifier (as NAME SORT), got " + quote(n));
+      }
+      stack.push_back({Step::Check, &n});
+      stack.push_back({Step::Eval, n.children[1]});
+      continue;
+    }
+    if (h.is_reserved("let")) {
+      if (n.children.size() != 3 || !n.children[1]->is_list() || n.children[1]->children.empty()) {
+        throw InputError(n.pos, "expected (let ((NAME TERM) ...) TERM), got " + quote(n));
+      }
+      const std::vector<const Node*>& bindings = n.children[1]->children;
+      for (std::size_t k = 0; k < bindings.size(); ++k) {
+        const Node& b = *bindings[k];
+        if (!b.is_list() || b.children.size() != 2) {
+          throw InputError(b.pos, "expected a binding (NAME TERM), got " + quote(b));
+        }
+        new_name(*b.children[0], "variable", kDialect);
+        for (std::size_t j = 0; j < k; ++j) {
+          if (bindings[j]->children[0]->text == b.children[0]->text) {
+            throw InputError(b.pos, quote(*b.children[0]) + " is bound twice in one let");
+          }
+        }
+      }
+      stack.push_back({Step::Bind, &n, results.size()});
+      for (std::size_t k = bindings.size(); k-- > 0;) {
+        stack.push_back({Step::Eval, bindings[k]->children[1]});
+      }
+      continue;
+    }
+    if (h.is_reserved("!")) {
+      if (n.children.size() < 3) {
+        throw InputError(n.pos, "expected (! TERM :KEYWORD VALUE ...), got " + quote(n));
+      }
+      stack.push_back({Step::Annotate, &n});
+      stack.push_back({Step::Eval, n.children[1]});
+      continue;
+    }
+    if (h.is_symbol()) {
+      refuse_foreign_head(h);
+      const Binding* b = names_.find(h.text);
+      if (b != nullptr && b->function != nullptr) {
+        next.step = Step::Call;
+        next.function = b->function;
+      } else if (b != nullptr) {
+        throw InputError(h.pos, quote(h) + " is a constant, not a function");
+      } else if ((next.head.info = find_operator(h.text, kDialect)) != nullptr) {
+        next.head.node = &h;
+      } else if (h.is_reserved("true") || h.is_reserved("false")) {
+        throw InputError(h.pos, quote(h) + " is a constant, not an operator");
+      } else if (find_indexed_operator(h.text, kDialect) != nullptr) {
+        throw InputError(h.pos,
+                         quote(h) + " is an indexed operator: write ((_ " + h.text + " ...) TERM)");
+      } else {
+        throw InputError(h.pos, "unknown function or operator " + quote(h));
+      }
+    } else if (h.is_list() && !h.children.empty() && h.children[0]->is_reserved("as")) {
+      throw InputError(h.pos, "qualified function symbols are not supported, got " + quote(h));
+    } else if (h.is_list()) {
+      next.head = indexed_head(h, kDialect);
+    } else {
+      throw InputError(h.pos, "expected an operator, got " + quote(h));
+    }
+    stack.push_back(next);
+    eval_children(n, 1);
+  }
+  return results.back();
+}
+
+const Term* ScriptReader::Impl::call(const Function& f, const Node& app,
+                                     const std::vector<const Term*>& args) {
+  const Node& h = *app.children[0];
+  if (args.size() != f.params.size()) {
+    std::string msg = describe(h) + " expects " + plural(f.params.size(), "argument") + ", got " +
+                      std::to_string(args.size());
+    throw InputError(
+        args.size() < f.params.size() ? app.end : app.children[f.params.size() + 1]->pos, msg);
+  }
+  for (std::size_t k = 0; k < args.size(); ++k) {
+    if (args[k]->type() != f.params[k]->type()) {
+      throw InputError(app.children[k + 1]->pos, describe(h) + " expects argument " +
+                                                     std::to_string(k + 1) + " of sort " +
+                                                     shorten(f.params[k]->type()->to_string()) +
+                                                     ", got " + sort_text(args[k]));
+    }
+  }
+  return substitute(f, args);
+}
+
+// The body with each placeholder replaced by its argument, rebuilt bottom
+// up over the DAG: every distinct subterm is visited once, and the manager
+// shares what the rebuilt terms have in common.
+const Term* ScriptReader::Impl::substitute(const Function& f,
+                                           const std::vector<const Term*>& args) {
+  std::unordered_map<const Term*, const Term*> done;
+  for (std::size_t k = 0; k < args.size(); ++k) done.emplace(f.params[k], args[k]);
+  std::vector<std::pair<const Term*, bool>> stack{{f.body, false}};
+  std::vector<const Term*> rebuilt;
+  while (!stack.empty()) {
+    auto [t, expanded] = stack.back();
+    stack.pop_back();
+    if (done.contains(t)) continue;
+    if (t->arity() == 0) {
+      done.emplace(t, t);
+      continue;
+    }
+    if (!expanded) {
+      stack.push_back({t, true});
+      for (const Term* a : t->args()) {
+        if (!done.contains(a)) stack.push_back({a, false});
+      }
+      continue;
+    }
+    rebuilt.clear();
+    bool same = true;
+    for (const Term* a : t->args()) {
+      rebuilt.push_back(done.at(a));
+      same = same && rebuilt.back() == a;
+    }
+    done.emplace(t, same ? t : mgr_->make_term(t->get_symbol(), rebuilt));
+  }
+  return done.at(f.body);
+}
+
+void ScriptReader::Impl::annotate(const Node& n, const Term* t) {
+  const std::vector<const Node*>& c = n.children;
+  for (std::size_t k = 2; k < c.size(); ++k) {
+    const Node& key = *c[k];
+    if (key.kind != Node::Kind::Keyword) {
+      throw InputError(key.pos, "expected an attribute keyword, got " + quote(key));
+    }
+    const bool has_value = k + 1 < c.size() && c[k + 1]->kind != Node::Kind::Keyword;
+    if (key.text != ":named") {
+      k += has_value ? 1 : 0;
+      continue;
+    }
+    if (!has_value || !c[k + 1]->is_symbol()) {
+      throw InputError(key.pos, ":named expects a name");
+    }
+    const Node& name = *c[++k];
+    if (in_function_) {
+      throw InputError(key.pos, ":named is not supported inside a function with parameters");
+    }
+    new_symbol(name, "term");
+    for (const Pending& p : pending_) {
+      if (p.name == name.text) throw InputError(name.pos, quote(name) + " is already declared");
+    }
+    pending_.push_back({name.text, t});
+  }
+}
+
+void ScriptReader::Impl::commit_named() {
+  for (Pending& p : pending_) {
+    names_.bind(p.name, {p.term, nullptr});
+    if (p.term->type()->is_bool()) named_.emplace_back(std::move(p.name), p.term);
+  }
+  pending_.clear();
+}
+
+}  // namespace kora::smtlib

@@ -1,0 +1,318 @@
+#include "kora/smtlib/script.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace kora::smtlib {
+namespace {
+
+using Kind = Command::Kind;
+
+class Script : public ::testing::Test {
+ protected:
+  // Reads the whole script; errors are kept as their messages.
+  std::vector<Command> read(const std::string& text) {
+    in_ = std::make_unique<std::istringstream>(text);
+    reader_ = std::make_unique<ScriptReader>(*in_, &mgr_, "t.smt2");
+    std::vector<Command> commands;
+    errors_.clear();
+    attributes_.clear();
+    for (;;) {
+      try {
+        std::optional<Command> c = reader_->next();
+        if (!c) break;
+        // An attribute lives until the next command is read.
+        attributes_.push_back(c->attribute != nullptr ? source_text(*c->attribute) : "");
+        commands.push_back(std::move(*c));
+      } catch (const InputError& e) {
+        errors_.push_back(reader_->message(e));
+      }
+    }
+    return commands;
+  }
+  // The one error of a script that declares x and y of 8 bits first.
+  std::string error_of(const std::string& text) {
+    read("(declare-const x (_ BitVec 8))(declare-const y (_ BitVec 8))\n" + text);
+    EXPECT_EQ(errors_.size(), 1U) << text;
+    return errors_.empty() ? "" : errors_.front();
+  }
+  // The term of the last assert or get-value of a script.
+  const Term* last_term(const std::string& text) {
+    std::vector<Command> commands = read(text);
+    EXPECT_TRUE(errors_.empty()) << (errors_.empty() ? "" : errors_.front());
+    for (auto it = commands.rbegin(); it != commands.rend(); ++it) {
+      if (it->kind == Kind::Assert) return it->term;
+      if (it->kind == Kind::GetValue) return it->terms.back();
+    }
+    ADD_FAILURE() << "no term in " << text;
+    return nullptr;
+  }
+  const Term* bv(Op op, const Term* a, const Term* b) {
+    return mgr_.make_term(mgr_.make_bv_symbol(op, a->type()->width()), {a, b});
+  }
+
+  TermManager mgr_;
+  std::unique_ptr<std::istringstream> in_;
+  std::unique_ptr<ScriptReader> reader_;
+  std::vector<std::string> errors_;
+  std::vector<std::string> attributes_;
+};
+
+TEST_F(Script, EveryCommandOfAStandardScript) {
+  std::vector<Command> c = read(
+      "(set-info :smt-lib-version 2.6)(set-option :produce-models true)(set-logic QF_BV)\n"
+      "(declare-const x (_ BitVec 4))(declare-fun p () Bool)(define-sort W () (_ BitVec 4))\n"
+      "(define-fun inc ((a W)) W (bvadd a #x1))(define-fun z () W #x0)\n"
+      "(assert (! (= (inc x) z) :named goal))(check-sat)(check-sat-assuming (p (not p)))\n"
+      "(get-model)(get-value (x (inc  x)))(get-assignment)(get-info :name)(push 2)(pop)\n"
+      "(reset-assertions)(echo \"hi\")(reset)(exit)");
+  ASSERT_TRUE(errors_.empty()) << errors_.front();
+  std::vector<Kind> kinds;
+  for (const Command& k : c) kinds.push_back(k.kind);
+  EXPECT_EQ(kinds, (std::vector<Kind>{Kind::SetInfo,
+                                      Kind::SetOption,
+                                      Kind::SetLogic,
+                                      Kind::DeclareConst,
+                                      Kind::DeclareConst,
+                                      Kind::DefineSort,
+                                      Kind::DefineFun,
+                                      Kind::DefineFun,
+                                      Kind::Assert,
+                                      Kind::CheckSat,
+                                      Kind::CheckSatAssuming,
+                                      Kind::GetModel,
+                                      Kind::GetValue,
+                                      Kind::GetAssignment,
+                                      Kind::GetInfo,
+                                      Kind::Push,
+                                      Kind::Pop,
+                                      Kind::ResetAssertions,
+                                      Kind::Echo,
+                                      Kind::Reset,
+                                      Kind::Exit}));
+  EXPECT_EQ(c[0].name, ":smt-lib-version");
+  EXPECT_EQ(attributes_[0], "2.6");
+  EXPECT_EQ(attributes_[1], "true");
+  EXPECT_EQ(attributes_[14], "");
+  EXPECT_EQ(c[2].name, "QF_BV");
+  EXPECT_EQ(name_of(c[3].term), "x");
+  EXPECT_EQ(c[4].term->type(), mgr_.bool_type());
+  EXPECT_EQ(c[7].term, mgr_.make_bv_word(0, 4));
+  const Term* x = c[3].term;
+  const Term* inc_x = bv(Op::BVAdd, x, mgr_.make_bv_word(1, 4));
+  EXPECT_EQ(c[8].term, mgr_.make_equal(inc_x, mgr_.make_bv_word(0, 4)));
+  EXPECT_EQ(c[10].terms, (std::vector<const Term*>{c[4].term, mgr_.make_not(c[4].term)}));
+  EXPECT_EQ(c[12].terms, (std::vector<const Term*>{x, inc_x}));
+  EXPECT_EQ(c[12].written, (std::vector<std::string>{"x", "(inc x)"}));
+  EXPECT_EQ(c[14].name, ":name");
+  EXPECT_EQ(c[15].count, 2U);
+  EXPECT_EQ(c[16].count, 1U);
+  EXPECT_EQ(c[18].name, "hi");
+}
+
+TEST_F(Script, LetBindsInParallelAndShadows) {
+  const Term* t = last_term(
+      "(declare-const x (_ BitVec 8))(declare-const y (_ BitVec 8))"
+      "(get-value ((let ((x y) (y x)) (let ((x (bvneg x))) (bvsub x y)))))");
+  const Term* x = mgr_.make_constant("x", mgr_.bv_type(8));
+  const Term* y = mgr_.make_constant("y", mgr_.bv_type(8));
+  const Term* neg_y = mgr_.make_term(mgr_.make_bv_neg_symbol(8), {y});
+  EXPECT_EQ(t, bv(Op::BVSub, neg_y, x));
+  // The variables are gone after the term.
+  EXPECT_EQ(last_term("(get-value ((let ((q true)) q)))"), mgr_.true_term());
+  EXPECT_NE(error_of("(get-value (q))").find("unknown constant 'q'"), std::string::npos);
+}
+
+TEST_F(Script, QualifiedIdentifiersAreChecked) {
+  EXPECT_EQ(last_term("(declare-const x Bool)(assert (as x Bool))"),
+            mgr_.make_constant("x", mgr_.bool_type()));
+  EXPECT_EQ(error_of("(get-value ((as x Bool)))"),
+            "t.smt2:2:13: 'x' has sort (_ BitVec 8), not Bool");
+}
+
+TEST_F(Script, NamedTermsAreDefinedAndListed) {
+  read(
+      "(declare-const p Bool)(assert (! (not p) :named np :other 1))(assert np)"
+      "(get-value ((! p :named q)))(push)(assert (! p :named r))");
+  ASSERT_TRUE(errors_.empty()) << errors_.front();
+  const Term* p = mgr_.make_constant("p", mgr_.bool_type());
+  ASSERT_EQ(reader_->named().size(), 3U);
+  EXPECT_EQ(reader_->named()[0], std::make_pair(std::string("np"), mgr_.make_not(p)));
+  EXPECT_EQ(reader_->named()[1], std::make_pair(std::string("q"), p));
+  read("(declare-const p Bool)(push)(assert (! p :named r))(pop)(assert r)");
+  EXPECT_EQ(errors_, std::vector<std::string>{"t.smt2:1:65: unknown constant 'r'"});
+  EXPECT_TRUE(reader_->named().empty());
+}
+
+// Each definition doubles the size of the tree the last one denotes; the
+// term graph grows by the size of one body per definition.
+TEST_F(Script, DefinedFunctionsExpandWithoutBlowingUp) {
+  std::string text =
+      "(declare-const x (_ BitVec 16))(define-fun f0 ((a (_ BitVec 16))) "
+      "(_ BitVec 16) (bvadd a #x0001))";
+  for (int i = 1; i <= 64; ++i) {
+    std::string prev = "f" + std::to_string(i - 1);
+    text += "(define-fun f" + std::to_string(i) + " ((a (_ BitVec 16))) (_ BitVec 16) (bvmul (" +
+            prev + " a) (" + prev + " a)))";
+  }
+  std::size_t before = mgr_.term_count();
+  const Term* t = last_term(text + "(assert (= (f64 x) x))");
+  ASSERT_NE(t, nullptr);
+  EXPECT_LT(mgr_.term_count() - before, 64U * 64U);
+  // The expansion of f1 by hand.
+  EXPECT_EQ(last_term("(declare-const x (_ BitVec 16))"
+                      "(get-value ((bvmul (bvadd x #x0001) (bvadd x #x0001))))"),
+            last_term(text + "(get-value ((f1 x)))"));
+}
+
+TEST_F(Script, ParametersShadowConstantsAndArgumentsAreSubstitutedSimultaneously) {
+  const Term* t = last_term(
+      "(declare-const a (_ BitVec 8))(declare-const b (_ BitVec 8))"
+      "(define-fun f ((a (_ BitVec 8)) (b (_ BitVec 8))) (_ BitVec 8) (bvsub a b))"
+      "(get-value ((f b a)))");
+  const Term* a = mgr_.make_constant("a", mgr_.bv_type(8));
+  const Term* b = mgr_.make_constant("b", mgr_.bv_type(8));
+  EXPECT_EQ(t, bv(Op::BVSub, b, a));
+}
+
+TEST_F(Script, DefinedSortsAndPopScopes) {
+  read(
+      "(define-sort B () (_ BitVec 3))(push 3)(declare-const x B)(define-sort C () Bool)"
+      "(define-fun g ((v B)) B v)(pop 2)(declare-const x C)(pop)(declare-const x B)");
+  EXPECT_EQ(errors_, std::vector<std::string>{"t.smt2:1:132: unknown sort 'C'"});
+  ASSERT_EQ(reader_->declared().size(), 1U);
+  EXPECT_EQ(reader_->declared()[0]->type(), mgr_.bv_type(3));
+  EXPECT_EQ(reader_->depth(), 0U);
+}
+
+TEST_F(Script, ResetForgetsAndResetAssertionsPopsEveryLevel) {
+  read(
+      "(declare-const x Bool)(push 2)(declare-const y Bool)(reset-assertions)(assert y)"
+      "(assert x)(reset)(assert x)");
+  EXPECT_EQ(errors_, (std::vector<std::string>{"t.smt2:1:79: unknown constant 'y'",
+                                               "t.smt2:1:106: unknown constant 'x'"}));
+  EXPECT_TRUE(reader_->declared().empty());
+}
+
+TEST_F(Script, AHugePushCostsNothing) {
+  read(
+      "(declare-const x Bool)(push 1000000000000)(declare-const y Bool)(pop 999999999999)"
+      "(assert x)(assert y)");
+  EXPECT_EQ(errors_, std::vector<std::string>{"t.smt2:1:101: unknown constant 'y'"});
+  EXPECT_EQ(reader_->depth(), 1U);
+  EXPECT_EQ(reader_->declared().size(), 1U);
+}
+
+TEST_F(Script, DeepTermsUseNoCallStack) {
+  std::string text = "(declare-const x Bool)(assert ";
+  for (int i = 0; i < 9000; ++i) text += "(let ((x (not x))) ";
+  text += "x";
+  for (int i = 0; i < 9000; ++i) text += ")";
+  const Term* t = last_term(text + ")");
+  const Term* expected = mgr_.make_constant("x", mgr_.bool_type());
+  for (int i = 0; i < 9000; ++i) expected = mgr_.make_not(expected);
+  EXPECT_EQ(t, expected);
+}
+
+// --- Errors: one message at the offending token, and the script goes on. ----
+
+TEST_F(Script, ErrorsOfCommands) {
+  EXPECT_EQ(error_of("(frobnicate)"), "t.smt2:2:2: unknown command 'frobnicate'");
+  EXPECT_EQ(error_of("(declare-sort U 0)"),
+            "t.smt2:2:2: uninterpreted sorts are not supported: the logic is QF_BV");
+  EXPECT_EQ(error_of("(set-logic QF_ABV)"),
+            "t.smt2:2:12: logic 'QF_ABV' is not supported: only QF_BV is");
+  EXPECT_EQ(error_of("(assert)"),
+            "t.smt2:2:8: assert expects 1 argument, got 0: write (assert TERM)");
+  EXPECT_EQ(error_of("(check-sat 1)"),
+            "t.smt2:2:12: check-sat expects no arguments, got 1: write (check-sat)");
+  EXPECT_EQ(error_of("(pop 1)"), "t.smt2:2:6: cannot pop 1 level: 0 open");
+  EXPECT_EQ(error_of("(echo x)"), "t.smt2:2:7: echo expects a string, got 'x'");
+  EXPECT_EQ(error_of("(set-option produce-models)"),
+            "t.smt2:2:13: expected a keyword such as :name, got 'produce-models'");
+  EXPECT_EQ(error_of("()"), "t.smt2:2:1: empty command '()'");
+  EXPECT_EQ(error_of("(get-value ())"),
+            "t.smt2:2:12: expected a non-empty list of terms, got '()'");
+}
+
+TEST_F(Script, ErrorsOfDeclarations) {
+  EXPECT_EQ(error_of("(declare-const x Bool)"), "t.smt2:2:16: 'x' is already declared");
+  EXPECT_EQ(error_of("(declare-fun f ((_ BitVec 8)) Bool)"),
+            "t.smt2:2:16: functions with arguments are not supported: the logic is QF_BV");
+  EXPECT_EQ(error_of("(declare-const a (Array Bool Bool))"),
+            "t.smt2:2:18: arrays are not supported: the logic is QF_BV");
+  EXPECT_EQ(error_of("(declare-const bvadd Bool)"),
+            "t.smt2:2:16: cannot declare 'bvadd': it is a built-in name");
+  EXPECT_EQ(error_of("(declare-const z (_ BitVec 0))"),
+            "t.smt2:2:28: bit-vector width must be at least 1");
+  EXPECT_EQ(error_of("(define-fun f () Bool x)"),
+            "t.smt2:2:23: expected a term of sort Bool, got one of sort (_ BitVec 8)");
+  EXPECT_EQ(error_of("(define-sort S (X) X)"),
+            "t.smt2:2:16: sorts with parameters are not supported, got '(X)'");
+  EXPECT_EQ(error_of("(define-fun f ((a Bool)) Bool (! a :named n))"),
+            "t.smt2:2:36: :named is not supported inside a function with parameters");
+}
+
+TEST_F(Script, ErrorsOfTerms) {
+  EXPECT_EQ(error_of("(assert (forall ((z Bool)) z))"),
+            "t.smt2:2:10: quantifiers are not supported: the logic is QF_BV");
+  EXPECT_EQ(error_of("(assert (= (select x y) x))"),
+            "t.smt2:2:13: arrays are not supported: the logic is QF_BV");
+  EXPECT_EQ(error_of("(assert (bvadd x y))"),
+            "t.smt2:2:9: expected a term of sort Bool, got one of sort (_ BitVec 8)");
+  EXPECT_EQ(error_of("(assert (bvuge x true))"),
+            "t.smt2:2:18: bvuge expects 2 arguments of the same bit-vector sort, got (_ BitVec 8) "
+            "and Bool");
+  EXPECT_EQ(error_of("(assert (distinct x))"),
+            "t.smt2:2:20: distinct expects at least 2 arguments, got 1");
+  EXPECT_EQ(error_of("(assert (= x y true))"),
+            "t.smt2:2:16: = expects arguments of the same sort, got (_ BitVec 8) and Bool");
+  EXPECT_EQ(error_of("(assert (let ((z x) (z y)) true))"),
+            "t.smt2:2:21: 'z' is bound twice in one let");
+  EXPECT_EQ(error_of("(assert (let () true))"),
+            "t.smt2:2:9: expected (let ((NAME TERM) ...) TERM), got '(let () true)'");
+  EXPECT_EQ(error_of("(assert ((_ repeat 0) x))"),
+            "t.smt2:2:20: (_ repeat K) needs K of at least 1");
+  EXPECT_EQ(
+      error_of("(assert (= ((_ repeat 1048576) x) x))"),
+      "t.smt2:2:13: the result of '(_ repeat 1048576)' would exceed the limit of 1048576 bits");
+  EXPECT_EQ(error_of("(assert (x y))"), "t.smt2:2:10: 'x' is a constant, not a function");
+  EXPECT_EQ(error_of("(assert (f y))"), "t.smt2:2:10: unknown function or operator 'f'");
+  EXPECT_EQ(error_of("(assert (= 5 x))"),
+            "t.smt2:2:12: a bare numeral is not a term: write a bit-vector literal such as #x0a, "
+            "#b1010 or (_ bv5 8)");
+}
+
+TEST_F(Script, ErrorsOfFunctionCalls) {
+  std::string f = "(define-fun f ((a (_ BitVec 8)) (b Bool)) Bool b)";
+  EXPECT_EQ(error_of(f + "(assert (f x))"), "t.smt2:2:62: f expects 2 arguments, got 1");
+  EXPECT_EQ(error_of(f + "(assert (f x x))"),
+            "t.smt2:2:63: f expects argument 2 of sort Bool, got (_ BitVec 8)");
+  EXPECT_EQ(error_of(f + "(assert f)"), "t.smt2:2:58: 'f' is a function: write (f ARGUMENTS)");
+}
+
+TEST_F(Script, AFailedCommandLeavesNoTrace) {
+  read(
+      "(declare-const x Bool)(assert (! (let ((z x)) (and z (bvadd z))) :named n))"
+      "(assert z)(assert n)(assert x)");
+  EXPECT_EQ(errors_.size(), 3U);
+  EXPECT_EQ(errors_[1], "t.smt2:1:84: unknown constant 'z'");
+  EXPECT_EQ(errors_[2], "t.smt2:1:94: unknown constant 'n'");
+  EXPECT_TRUE(reader_->named().empty());
+}
+
+TEST_F(Script, MalformedInputIsReportedAndSkipped) {
+  read("(assert (= #b1 #b2))\n) (declare-const x Bool) \"stray\" (assert (not x)) (assert");
+  ASSERT_EQ(errors_.size(), 4U);
+  EXPECT_EQ(errors_[0].substr(0, 13), "t.smt2:1:16: ");
+  EXPECT_EQ(errors_[1], "t.smt2:2:1: unexpected ')' with no matching '('");
+  EXPECT_EQ(errors_[2].substr(0, 12), "t.smt2:2:26:");
+  EXPECT_EQ(errors_[3].substr(0, 13), "t.smt2:2:58: ");
+  EXPECT_EQ(reader_->declared().size(), 1U);
+}
+
+}  // namespace
+}  // namespace kora::smtlib
