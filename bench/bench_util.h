@@ -30,5 +30,6 @@ void register_qnumber_benchmarks();
 void register_hashtable_benchmarks();
 void register_calculator_benchmarks();
 void register_preprocess_benchmarks();
+void register_printer_benchmarks();
 
 }  // namespace kora::bench

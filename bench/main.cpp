@@ -17,6 +17,7 @@ int main(int argc, char** argv) {
   kora::bench::register_hashtable_benchmarks();
   kora::bench::register_calculator_benchmarks();
   kora::bench::register_preprocess_benchmarks();
+  kora::bench::register_printer_benchmarks();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return 0;
