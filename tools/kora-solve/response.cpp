@@ -5,11 +5,11 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "kora-adhoc/reader.h"
+#include "kora/smtlib/reader.h"
 
 namespace kora::solve {
 
-namespace sx = kora::frontend;
+namespace sx = kora::smtlib;
 
 namespace {
 
