@@ -218,6 +218,9 @@ class ModelLinesBackend final : public ChildBackend {
  public:
   using ChildBackend::ChildBackend;
 
+  // Boolector 1.5 refuses define-fun.
+  bool reads_define_fun() const noexcept override { return false; }
+
   Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                Deadline deadline) const override {
     Run run = start(deadline);

@@ -72,6 +72,9 @@ class Backend {
   // Throws BackendMissing or BackendError.
   virtual Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                        Deadline deadline) const = 0;
+  // Whether the script may define functions (define-fun); when not, it must
+  // share subterms with let only.
+  virtual bool reads_define_fun() const noexcept { return true; }
 
  protected:
   explicit Backend(std::string name) : name_(std::move(name)) {}

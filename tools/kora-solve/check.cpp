@@ -36,9 +36,26 @@ ValueRequest request_for(const TermManager& mgr, const Term* constant) {
   return {smtlib::quote_symbol(smtlib::constant_name(constant)), width};
 }
 
-std::string script_of(const TermManager& mgr, const std::vector<const Term*>& assertions) {
+// The script for the back end: the printer's, or for a back end that reads no
+// define-fun, each assertion on its own with its shared subterms bound by let.
+std::string script_of(const TermManager& mgr, const std::vector<const Term*>& assertions,
+                      const Backend& backend) {
   std::ostringstream script;
-  smtlib::print_script(script, mgr, assertions);
+  if (backend.reads_define_fun()) {
+    smtlib::print_script(script, mgr, assertions);
+    return script.str();
+  }
+  script << "(set-logic QF_BV)\n";
+  for (const Term* c : constants_of(assertions)) {
+    script << "(declare-fun " << smtlib::quote_symbol(smtlib::constant_name(c)) << " () ";
+    smtlib::print_sort(script, mgr, c->type());
+    script << ")\n";
+  }
+  for (const Term* a : assertions) {
+    script << "(assert ";
+    smtlib::print_term(script, mgr, a);
+    script << ")\n";
+  }
   return script.str();
 }
 
@@ -76,7 +93,7 @@ class Round {
     std::vector<ValueRequest> requests;
     requests.reserve(constants.size());
     for (const Term* c : constants) requests.push_back(request_for(mgr_, c));
-    std::string script = script_of(mgr_, reduced.assertions);
+    std::string script = script_of(mgr_, reduced.assertions, backend_);
     if (!options_.dump_reduced.empty()) dump(options_.dump_reduced, script);
     stats.simplify_seconds += watch.lap();
 
@@ -113,7 +130,7 @@ class Round {
       with_model.push_back(c->type()->is_bool() ? mgr_.make_iff(c, v) : mgr_.make_equal(c, v));
     }
     Answer answer =
-        backend_.check(script_of(mgr_, with_model), {}, deadline_after(options_.timeout));
+        backend_.check(script_of(mgr_, with_model, backend_), {}, deadline_after(options_.timeout));
     if (answer.status != Status::Sat) {
       result_.model_error = "the model was not confirmed: " + backend_.name() + " answered " +
                             to_string(answer.status) + " on the assertions with the model";
