@@ -193,7 +193,8 @@ TEST_F(BackendTest, MissingProgramNamesThePackage) {
 }
 
 TEST_F(BackendTest, ModelLines) {
-  auto b = fake_lines({"lines", "sat", "x 00001111", "|a b| xxx", "b 1"});
+  auto b = fake_lines(
+      {"lines", "[btorsmt2] WARNING no 'exit' command", "sat", "x 00001111", "|a b| xxx", "b 1"});
   Answer a = b->check(kScript, {{"x", 8}, {"|a b|", 3}, {"b", 0}}, soon());
   EXPECT_EQ(a.status, Status::Sat);
   ASSERT_EQ(a.values.size(), 3U);
@@ -211,6 +212,9 @@ TEST_F(BackendTest, ModelLinesFailures) {
                   "fake gave no usable value for b");
   expect_contains(failure(*fake_lines({"lines", "sat", "x 0101", "b 1"})),
                   "fake gave no usable value for x");
+  expect_contains(
+      failure(*fake_lines({"lines", "[btorsmt2] WARNING no 'assert' command", "bogus"})),
+      "fake gave the unexpected answer 'bogus'");
   expect_contains(failure(*fake_lines({"early"})), "fake ended without an answer");
   expect_contains(failure(*fake_lines({"crash"})), "fake crashed");
   Answer a = fake_lines({"hang"})->check(kScript, kRequests, deadline_after(0.3));

@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -56,6 +58,19 @@ inline bool gone(pid_t pid) {
 inline bool reaped(pid_t pid) {
   return ::waitpid(pid, nullptr, WNOHANG) < 0 && errno == ECHILD && ::kill(pid, 0) < 0 &&
          errno == ESRCH;
+}
+
+// Whether an executable program is on the PATH (a solver is installed).
+inline bool on_path(const std::string& program) {
+  const char* path = std::getenv("PATH");
+  std::string_view dirs = path ? path : "";
+  while (!dirs.empty()) {
+    auto colon = dirs.find(':');
+    std::filesystem::path dir(std::string(dirs.substr(0, colon)));
+    if (::access((dir / program).c_str(), X_OK) == 0) return true;
+    dirs = colon == std::string_view::npos ? std::string_view() : dirs.substr(colon + 1);
+  }
+  return false;
 }
 
 }  // namespace kora::solve::testing

@@ -21,6 +21,8 @@
 #   close-input STATUS               closes its standard input at once, then
 #                                    answers STATUS
 #   pidfile FILE MODE ARGS...        writes its process id to FILE, then MODE
+#   runs FILE VALUES STATUS...       the Nth run (counted in FILE) answers as
+#                                    `answer` with the Nth STATUS, the last repeating
 set -u
 
 mode=${1:-answer}
@@ -81,6 +83,15 @@ case $mode in
     exec 0<&-
     sleep 0.2
     echo "$1"
+    ;;
+  runs)
+    file=$1 values=$2
+    shift 2
+    n=$(( $(cat "$file" 2>/dev/null || echo 0) + 1 ))
+    echo "$n" >"$file"
+    statuses=("$@")
+    (( n > ${#statuses[@]} )) && n=${#statuses[@]}
+    answer "${statuses[n - 1]}" "$values"
     ;;
   pidfile)
     echo $$ >"$1"

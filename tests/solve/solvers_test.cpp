@@ -14,18 +14,6 @@
 namespace kora::solve {
 namespace {
 
-bool on_path(const std::string& program) {
-  const char* path = std::getenv("PATH");
-  std::string_view dirs = path ? path : "";
-  while (!dirs.empty()) {
-    auto colon = dirs.find(':');
-    std::filesystem::path dir(std::string(dirs.substr(0, colon)));
-    if (::access((dir / program).c_str(), X_OK) == 0) return true;
-    dirs = colon == std::string_view::npos ? std::string_view() : dirs.substr(colon + 1);
-  }
-  return false;
-}
-
 const char* const kSat =
     "(set-logic QF_BV)\n"
     "(declare-fun x () (_ BitVec 8))\n"
@@ -56,7 +44,7 @@ const char* const kHard =
 class SolverTest : public ::testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
-    if (!on_path(GetParam())) {
+    if (!testing::on_path(GetParam())) {
       GTEST_SKIP() << GetParam() << " is not installed (apt-get install " << GetParam()
                    << "): its back-end tests are skipped";
     }

@@ -238,7 +238,8 @@ class ModelLinesBackend final : public ChildBackend {
   Answer parse(Run& run, const std::string& out, const std::vector<ValueRequest>& requests) const {
     std::istringstream in(out);
     std::string line;
-    while (std::getline(in, line) && trimmed(line).empty()) {
+    // Boolector writes its warnings ("[btorsmt2] WARNING ...") on standard output.
+    while (std::getline(in, line) && (trimmed(line).empty() || line[0] == '[')) {
     }
     std::string first = trimmed(line);
     auto status = status_named(first);

@@ -164,7 +164,8 @@ std::vector<const Term*> constants_of(const std::vector<const Term*>& terms) {
     stack.pop_back();
     if (!seen.insert(t).second) continue;
     if (t->get_symbol()->op() == Op::Constant) found.push_back(t);
-    for (auto it = t->args().rbegin(); it != t->args().rend(); ++it) stack.push_back(*it);
+    // Reversed, so that the first argument is visited first.
+    stack.insert(stack.end(), t->args().rbegin(), t->args().rend());
   }
   return found;
 }
@@ -178,9 +179,14 @@ CheckResult check_sat(TermManager& mgr, const Backend& backend,
   Round round(mgr, backend, assertions, options, log, result);
   // A model that fails validation is a defect of the elimination: the
   // answer then comes from the problem as it was given.
-  if (!round.run(options.eliminate) && options.eliminate) {
+  bool valid = round.run(options.eliminate);
+  if (!valid && options.eliminate) {
     ++result.stats.fallbacks;
-    round.run(false);
+    valid = round.run(false);
+  }
+  if (!valid) {
+    result.model_error = "the model of " + backend.name() + " does not satisfy the assertions";
+    return result;
   }
   if (result.status == Status::Sat && options.check_models) round.confirm();
   return result;

@@ -114,7 +114,7 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
     bool has_value = false;
     if (auto eq = a.find('='); a.rfind("--", 0) == 0 && eq != std::string::npos) {
       value = a.substr(eq + 1);
-      a = a.substr(0, eq);
+      a.resize(eq);
       has_value = true;
     }
     if (a == "--help" || a == "-h") {

@@ -167,7 +167,8 @@ void Session::get_info(const std::string& keyword) {
     if (!answered_ || status_ != Status::Unknown) {
       return error("no reason to give: the last check-sat did not answer unknown");
     }
-    out_ << "(:reason-unknown " << quoted(reason_) << ")\n";
+    out_ << "(:reason-unknown " << (smtlib::is_simple_symbol(reason_) ? reason_ : quoted(reason_))
+         << ")\n";
   } else {
     out_ << "unsupported\n";
   }
