@@ -5,6 +5,8 @@
 set -euo pipefail
 
 packages=(cmake ninja-build g++ make pkg-config libgmp-dev libgtest-dev libbenchmark-dev)
+# The SMT solvers that kora-solve runs as back ends; its tests run each of them.
+packages+=(z3 cvc5 boolector)
 [ "${KORA_WITH_LINT:-0}" = 1 ] && packages+=(clang-format clang-tidy cppcheck)
 [ "${KORA_WITH_VALGRIND:-0}" = 1 ] && packages+=(valgrind)
 [ "${KORA_WITH_FUZZ:-0}" = 1 ] && packages+=(clang libclang-rt-dev)

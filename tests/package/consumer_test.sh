@@ -41,7 +41,7 @@ fi
 # Only the documented files are installed: headers, library, tool, package
 # and pkg-config files; nothing of the tests, benchmarks or fuzzers.
 unexpected=$(cd "$prefix" && find . -type f | grep -v -E \
-  '^\./include/kora/.*\.h$|^\./lib[^/]*/(.*/)?libkora\.a$|^\./bin/kora-adhoc$|^\./lib[^/]*/(.*/)?cmake/kora/kora[A-Za-z-]*\.cmake$|^\./lib[^/]*/(.*/)?pkgconfig/kora\.pc$' || true)
+  '^\./include/kora/.*\.h$|^\./lib[^/]*/(.*/)?libkora\.a$|^\./bin/kora-(adhoc|solve)$|^\./lib[^/]*/(.*/)?cmake/kora/kora[A-Za-z-]*\.cmake$|^\./lib[^/]*/(.*/)?pkgconfig/kora\.pc$' || true)
 if [ -n "$unexpected" ]; then
   echo "unexpected installed files:" >&2
   echo "$unexpected" >&2

@@ -1,0 +1,322 @@
+// kora-solve end to end, in process: every command and output form against
+// the real solvers (each skipped, saying so, when not installed), and every
+// failure path against the fake solver.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "kora-solve/command_line.h"
+#include "solve/children.h"
+
+namespace kora::solve {
+namespace {
+
+const std::string kFake = std::string(KORA_SOLVE_TEST_DIR) + "/fake_solver.sh";
+
+struct Outcome {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+Outcome kora_solve(const std::vector<std::string>& args, const std::string& script) {
+  std::istringstream in(script);
+  std::ostringstream out;
+  std::ostringstream err;
+  Outcome o;
+  o.status = run_command_line(args, in, out, err);
+  o.out = out.str();
+  o.err = err.str();
+  return o;
+}
+
+// Every command, with constraints that leave one model only, so that every
+// solver gives the same answers. y occurs once: its equation is eliminated
+// and its value rebuilt by a calculator.
+const char* const kSession = R"((set-option :print-success true)
+(set-logic QF_BV)
+(set-info :status sat)
+(declare-fun x () (_ BitVec 8))
+(declare-const y (_ BitVec 6))
+(declare-fun p () Bool)
+(define-fun two () (_ BitVec 8) #x02)
+(define-sort Byte () (_ BitVec 8))
+(declare-fun unused () Byte)
+(assert (= (bvadd x two) #x11))
+(assert (! (= y #b000101) :named is5))
+(assert (=> (bvult x #x10) p))
+(check-sat)
+(get-value (x (bvmul x two) y p))
+(get-model)
+(get-assignment)
+(push 1)
+(assert (bvult x #x0f))
+(check-sat)
+(get-model)
+(pop 1)
+(check-sat-assuming ((not p)))
+(check-sat)
+(get-value (x))
+(get-info :name)
+(get-info :reason-unknown)
+(set-option :produce-unsat-cores true)
+(echo "a ""quoted"" word")
+(reset-assertions)
+(check-sat)
+(reset)
+(check-sat)
+(exit)
+(check-sat)
+)";
+
+const char* const kSessionAnswers = R"(success
+success
+success
+success
+success
+success
+success
+success
+success
+success
+success
+success
+sat
+((x #x0f) ((bvmul x two) #x1e) (y #b000101) (p true))
+(
+  (define-fun x () (_ BitVec 8) #x0f)
+  (define-fun y () (_ BitVec 6) #b000101)
+  (define-fun p () Bool true)
+  (define-fun unused () (_ BitVec 8) #x00)
+)
+((is5 true))
+success
+success
+unsat
+(error "no model available: the last check-sat did not answer sat")
+success
+unsat
+sat
+((x #x0f))
+(:name "kora-solve")
+(error "no reason to give: the last check-sat did not answer unknown")
+unsupported
+"a ""quoted"" word"
+success
+sat
+success
+sat
+)";
+
+class SessionTest : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    if (!testing::on_path(GetParam())) {
+      GTEST_SKIP() << GetParam() << " is not installed (apt-get install " << GetParam()
+                   << "): kora-solve's tests with it are skipped";
+    }
+  }
+  void TearDown() override { EXPECT_TRUE(testing::children_of_self().empty()); }
+};
+
+TEST_P(SessionTest, EveryCommandAnswered) {
+  Outcome o = kora_solve({"--solver", GetParam()}, kSession);
+  EXPECT_EQ(o.out, kSessionAnswers);
+  EXPECT_EQ(o.status, 1);  // the get-model and get-info refused
+}
+
+TEST_P(SessionTest, WithoutEliminationTheAnswersAreTheSame) {
+  Outcome o = kora_solve({"--solver", GetParam(), "--no-elim"}, kSession);
+  EXPECT_EQ(o.out, kSessionAnswers);
+}
+
+TEST_P(SessionTest, StatisticsAndConfirmedModels) {
+  Outcome o = kora_solve({"--solver", GetParam(), "--stats", "--check-models"},
+                         "(declare-fun x () (_ BitVec 8))(declare-fun y () (_ BitVec 8))"
+                         "(declare-fun z () (_ BitVec 8))"
+                         "(assert (= (bvmul (bvadd x y) z) #x10))(assert (bvult y #x05))"
+                         "(check-sat)(get-value ((bvmul (bvadd x y) z)))");
+  EXPECT_EQ(o.out, "sat\n(((bvmul (bvadd x y) z) #x10))\n");
+  EXPECT_EQ(o.status, 0);
+  // Every attribute, in order, on one line.
+  EXPECT_EQ(o.err.rfind("(:kora-result sat :kora-assertions 2 :kora-terms ", 0), 0U) << o.err;
+  std::size_t at = 0;
+  for (const char* key : {":kora-eliminated ", ":kora-eliminated-by-op ((", ":kora-narrow-values ",
+                          ":kora-inverter-values ", ":kora-fallbacks 0 ", ":kora-read-seconds ",
+                          ":kora-simplify-seconds ", ":kora-backend-seconds ",
+                          ":kora-rebuild-seconds ", ":kora-validate-seconds "}) {
+    at = o.err.find(key, at);
+    ASSERT_NE(at, std::string::npos) << key << " missing or out of order: " << o.err;
+  }
+  EXPECT_EQ(o.err.find(":kora-eliminated 0 "), std::string::npos) << o.err;
+  EXPECT_EQ(o.err.find('\n'), o.err.size() - 1) << o.err;
+  EXPECT_EQ(o.err.substr(o.err.size() - 2), ")\n");
+}
+
+TEST_P(SessionTest, DumpReducedWritesTheBackEndsScript) {
+  auto file = std::filesystem::temp_directory_path() /
+              ("kora_reduced_" + std::to_string(::getpid()) + ".smt2");
+  Outcome o = kora_solve({"--solver", GetParam(), "--dump-reduced", file.string()},
+                         "(declare-fun x () (_ BitVec 8))(declare-fun y () (_ BitVec 8))"
+                         "(assert (= (bvadd x y) #x10))(assert (bvult y #x05))(check-sat)");
+  EXPECT_EQ(o.out, "sat\n");
+  std::ifstream in(file);
+  std::string dumped((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::filesystem::remove(file);
+  EXPECT_EQ(dumped.rfind("(set-logic QF_BV)\n", 0), 0U) << dumped;
+  EXPECT_EQ(dumped.find("(declare-fun x "), std::string::npos) << "not eliminated: " << dumped;
+  EXPECT_EQ(dumped.find("bvadd"), std::string::npos) << "not eliminated: " << dumped;
+  EXPECT_EQ(dumped.substr(dumped.size() - 12), "(check-sat)\n");
+}
+
+TEST_P(SessionTest, TimeoutAnswersUnknown) {
+  // Factoring a 128-bit number: no solver answers within the limit.
+  Outcome o = kora_solve({"--solver", GetParam(), "--timeout", "0.5"},
+                         "(declare-fun p () (_ BitVec 128))(declare-fun q () (_ BitVec 128))"
+                         "(assert (bvugt p #x00000000000000000000000000000001))"
+                         "(assert (bvugt q #x00000000000000000000000000000001))"
+                         "(assert (bvult p #x00000000000000010000000000000000))"
+                         "(assert (bvult q #x00000000000000010000000000000000))"
+                         "(assert (= (bvmul p q) #xd1ad7c2a5ac8e0e9b58c86f2d7c1dd3f))"
+                         "(check-sat)(get-info :reason-unknown)");
+  EXPECT_EQ(o.out, "unknown\n(:reason-unknown timeout)\n");
+  EXPECT_EQ(o.status, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(RealSolvers, SessionTest, ::testing::Values("z3", "cvc5", "boolector"),
+                         [](const auto& info) { return std::string(info.param); });
+
+// The fake solver behind cmd: (the command line is split on blanks). The
+// generous limit only keeps a broken test from hanging.
+std::vector<std::string> with_fake(const std::string& args) {
+  return {"--solver", "cmd:bash " + kFake + " " + args, "--timeout", "20"};
+}
+
+class FailureTest : public ::testing::Test {
+ protected:
+  void TearDown() override { EXPECT_TRUE(testing::children_of_self().empty()); }
+};
+
+const char* const kSmall = "(declare-fun x () (_ BitVec 8))(assert (= x x))(check-sat)";
+
+TEST_F(FailureTest, CrashIsAnError) {
+  Outcome o = kora_solve(with_fake("crash"), kSmall);
+  EXPECT_EQ(o.out,
+            "(error \"bash ended without an answer (was killed by signal 11 (Segmentation fault)); "
+            "its standard error: fake: internal failure\")\n");
+  EXPECT_EQ(o.status, 1);
+}
+
+TEST_F(FailureTest, GarbageAndEarlyExitAreErrors) {
+  Outcome garbage = kora_solve(with_fake("garbage"), kSmall);
+  EXPECT_EQ(garbage.out.rfind("(error \"bash gave the unexpected answer 'hello'", 0), 0U)
+      << garbage.out;
+  Outcome early = kora_solve(with_fake("early"), kSmall);
+  EXPECT_EQ(early.out.rfind("(error \"bash ended without an answer (exited with status 3)", 0), 0U)
+      << early.out;
+  EXPECT_EQ(early.status, 1);
+}
+
+TEST_F(FailureTest, HangIsKilledAtTheTimeout) {
+  std::vector<std::string> args = with_fake("hang");
+  args.insert(args.end(), {"--timeout", "0.3"});
+  Outcome o = kora_solve(args, std::string(kSmall) + "(get-info :reason-unknown)(check-sat)");
+  EXPECT_EQ(o.out, "unknown\n(:reason-unknown timeout)\nunknown\n");
+  EXPECT_EQ(o.status, 0);
+}
+
+TEST_F(FailureTest, WrongModelFallsBackAndIsReported) {
+  Outcome o = kora_solve(
+      {"--solver", "cmd:bash " + kFake + " answer sat ((x#x02))", "--timeout", "20", "--stats"},
+      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))(check-sat)");
+  EXPECT_EQ(o.out, "sat\n(error \"the model of bash does not satisfy the assertions\")\n");
+  EXPECT_NE(o.err.find(":kora-fallbacks 1 "), std::string::npos) << o.err;
+}
+
+TEST_F(FailureTest, UnconfirmedModelIsReported) {
+  // The fake says sat to the problem, then unsat to the problem with the model.
+  auto counter =
+      std::filesystem::temp_directory_path() / ("kora_runs_" + std::to_string(::getpid()));
+  std::filesystem::remove(counter);
+  Outcome o = kora_solve(
+      {"--solver", "cmd:bash " + kFake + " runs " + counter.string() + " ((x#x01)) sat unsat",
+       "--check-models", "--timeout", "20"},
+      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))"
+      "(check-sat)");
+  std::filesystem::remove(counter);
+  EXPECT_EQ(o.out,
+            "sat\n(error \"the model was not confirmed: bash answered unsat on the assertions "
+            "with the model\")\n");
+  EXPECT_EQ(o.status, 1);
+}
+
+TEST_F(FailureTest, MissingSolverExitsTwoNamingThePackage) {
+  Outcome cmd = kora_solve({"--solver", "cmd:kora-no-such-solver -q"}, "(check-sat)");
+  EXPECT_EQ(cmd.status, 2);
+  EXPECT_NE(cmd.err.find("cannot start 'kora-no-such-solver'"), std::string::npos) << cmd.err;
+
+  const char* path = std::getenv("PATH");
+  std::string saved = path ? path : "";
+  ::setenv("PATH", "/nonexistent", 1);
+  Outcome named = kora_solve({"--solver", "cvc5"}, "(echo \"first\")(check-sat)");
+  ::setenv("PATH", saved.c_str(), 1);
+  EXPECT_EQ(named.status, 2);
+  EXPECT_EQ(named.out, "\"first\"\n");
+  EXPECT_EQ(named.err,
+            "kora-solve: the solver cvc5 is not installed: install the Debian package cvc5 "
+            "(apt-get install cvc5)\n");
+}
+
+TEST(CommandLineTest, UsageErrorsExitTwo) {
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"--bogus"},
+                                               {"--timeout", "soon"},
+                                               {"--timeout", "0"},
+                                               {"--timeout"},
+                                               {"--solver", "yices"},
+                                               {"--solver", "cmd:"},
+                                               {"-v", "x"},
+                                               {"a.smt2", "b.smt2"},
+                                               {"--stats=yes"}}) {
+    Outcome o = kora_solve(args, "");
+    EXPECT_EQ(o.status, 2) << args[0];
+    EXPECT_NE(o.err.find("usage: kora-solve"), std::string::npos) << o.err;
+  }
+  Outcome missing = kora_solve({"/nonexistent/script.smt2"}, "");
+  EXPECT_EQ(missing.status, 2);
+  EXPECT_EQ(missing.err,
+            "kora-solve: cannot read /nonexistent/script.smt2: No such file or directory\n");
+  Outcome directory = kora_solve({"/"}, "");
+  EXPECT_EQ(directory.status, 2);
+}
+
+TEST(CommandLineTest, HelpAndVersion) {
+  Outcome help = kora_solve({"--help"}, "");
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("--check-models"), std::string::npos);
+  Outcome version = kora_solve({"--version"}, "");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("kora-solve ", 0), 0U);
+}
+
+TEST(CommandLineTest, RefusedCommandsAreAnsweredAndSkipped) {
+  Outcome o = kora_solve({"--solver", "cmd:bash " + kFake + " answer sat"},
+                         "(set-logic QF_LIA)(declare-fun f (Bool) Bool)(check-sat)");
+  EXPECT_EQ(o.status, 1);
+  std::istringstream lines(o.out);
+  std::string line;
+  ASSERT_TRUE(std::getline(lines, line));
+  EXPECT_EQ(line.rfind("(error \"<stdin>:1:12: logic", 0), 0U) << line;
+  ASSERT_TRUE(std::getline(lines, line));
+  EXPECT_EQ(line.rfind("(error \"<stdin>:1:", 0), 0U) << line;
+  ASSERT_TRUE(std::getline(lines, line));
+  EXPECT_EQ(line, "sat");
+}
+
+}  // namespace
+}  // namespace kora::solve

@@ -1,0 +1,211 @@
+#include "kora-solve/check.h"
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <unordered_set>
+
+#include "kora-solve/model_values.h"
+#include "kora/preprocess/model_builder.h"
+#include "kora/preprocess/simplifier.h"
+#include "kora/smtlib/printer.h"
+
+namespace kora::solve {
+
+namespace {
+
+class Stopwatch {
+ public:
+  // Seconds since the start or the previous lap.
+  double lap() {
+    auto now = Clock::now();
+    double s = std::chrono::duration<double>(now - start_).count();
+    start_ = now;
+    return s;
+  }
+
+ private:
+  Clock::time_point start_ = Clock::now();
+};
+
+ValueRequest request_for(const TermManager& mgr, const Term* constant) {
+  std::size_t width = 0;
+  mgr.is_bv_type(constant->type(), &width);
+  return {smtlib::quote_symbol(smtlib::constant_name(constant)), width};
+}
+
+// The script for the back end: the printer's, or for a back end that reads no
+// define-fun, each assertion on its own with its shared subterms bound by let.
+std::string script_of(const TermManager& mgr, const std::vector<const Term*>& assertions,
+                      const Backend& backend) {
+  std::ostringstream script;
+  if (backend.reads_define_fun()) {
+    smtlib::print_script(script, mgr, assertions);
+    return script.str();
+  }
+  script << "(set-logic QF_BV)\n";
+  for (const Term* c : constants_of(assertions)) {
+    script << "(declare-fun " << smtlib::quote_symbol(smtlib::constant_name(c)) << " () ";
+    smtlib::print_sort(script, mgr, c->type());
+    script << ")\n";
+  }
+  for (const Term* a : assertions) {
+    script << "(assert ";
+    smtlib::print_term(script, mgr, a);
+    script << ")\n";
+  }
+  return script.str();
+}
+
+void dump(const std::string& file, const std::string& script) {
+  std::ofstream out(file, std::ios::binary | std::ios::trunc);
+  out << script << "(check-sat)\n";
+  if (!out.flush()) throw std::runtime_error("cannot write the reduced script to " + file);
+}
+
+// One round: simplify (or not), solve, and on sat rebuild and validate.
+class Round {
+ public:
+  Round(TermManager& mgr, const Backend& backend, const std::vector<const Term*>& assertions,
+        const CheckOptions& options, std::ostream& log, CheckResult& result)
+      : mgr_(mgr),
+        backend_(backend),
+        assertions_(assertions),
+        options_(options),
+        log_(log),
+        result_(result) {}
+
+  // False when the back end's model, rebuilt, does not satisfy the assertions.
+  bool run(bool eliminate) {
+    CheckStats& stats = result_.stats;
+    preprocess::Simplified reduced;
+    Stopwatch watch;
+    if (eliminate) {
+      reduced = preprocess::simplify(mgr_, assertions_);
+      stats.eliminated = reduced.eliminated;
+      stats.eliminated_by_op = reduced.eliminated_by_op;
+    } else {
+      reduced.assertions = assertions_;
+    }
+    std::vector<const Term*> constants = constants_of(reduced.assertions);
+    std::vector<ValueRequest> requests;
+    requests.reserve(constants.size());
+    for (const Term* c : constants) requests.push_back(request_for(mgr_, c));
+    std::string script = script_of(mgr_, reduced.assertions, backend_);
+    if (!options_.dump_reduced.empty()) dump(options_.dump_reduced, script);
+    stats.simplify_seconds += watch.lap();
+
+    Answer answer = backend_.check(script, requests, deadline_after(options_.timeout));
+    stats.backend_seconds += watch.lap();
+    result_.status = answer.status;
+    result_.reason = answer.reason;
+    result_.model.reset();
+    if (answer.status != Status::Sat) return true;
+
+    auto store = std::make_unique<ModelStore>(&mgr_, &log_);
+    store->logger().set_verbosity(options_.verbosity);
+    for (std::size_t i = 0; i < constants.size(); ++i) {
+      store->set_value(constants[i], make_value_term(mgr_, answer.values[i]));
+    }
+    preprocess::RebuildStats rebuilt =
+        preprocess::rebuild(mgr_, *store, reduced.trail, assertions_);
+    stats.narrow_values += rebuilt.narrow_values;
+    stats.inverter_values += rebuilt.inverter_values;
+    stats.rebuild_seconds += watch.lap();
+    bool valid = preprocess::validate(*store, assertions_).empty();
+    stats.validate_seconds += watch.lap();
+    result_.model = std::move(store);
+    return valid;
+  }
+
+  // Asks a fresh back end whether the assertions hold with the model's values.
+  void confirm() {
+    ModelStore& store = *result_.model;
+    std::vector<const Term*> with_model = assertions_;
+    for (const Term* c : constants_of(assertions_)) {
+      const Term* v = store.value_of(c);
+      if (v == nullptr) v = store.default_value(c->type());
+      with_model.push_back(c->type()->is_bool() ? mgr_.make_iff(c, v) : mgr_.make_equal(c, v));
+    }
+    Answer answer =
+        backend_.check(script_of(mgr_, with_model, backend_), {}, deadline_after(options_.timeout));
+    if (answer.status != Status::Sat) {
+      result_.model_error = "the model was not confirmed: " + backend_.name() + " answered " +
+                            to_string(answer.status) + " on the assertions with the model";
+      if (!answer.reason.empty()) result_.model_error += " (" + answer.reason + ")";
+    }
+  }
+
+ private:
+  TermManager& mgr_;
+  const Backend& backend_;
+  const std::vector<const Term*>& assertions_;
+  const CheckOptions& options_;
+  std::ostream& log_;
+  CheckResult& result_;
+};
+
+std::string seconds(double s) {
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.3f", s);
+  return buf;
+}
+
+}  // namespace
+
+std::vector<const Term*> constants_of(const std::vector<const Term*>& terms) {
+  std::vector<const Term*> found;
+  std::unordered_set<const Term*> seen;
+  std::vector<const Term*> stack(terms.rbegin(), terms.rend());
+  while (!stack.empty()) {
+    const Term* t = stack.back();
+    stack.pop_back();
+    if (!seen.insert(t).second) continue;
+    if (t->get_symbol()->op() == Op::Constant) found.push_back(t);
+    // Reversed, so that the first argument is visited first.
+    stack.insert(stack.end(), t->args().rbegin(), t->args().rend());
+  }
+  return found;
+}
+
+CheckResult check_sat(TermManager& mgr, const Backend& backend,
+                      const std::vector<const Term*>& assertions, const CheckOptions& options,
+                      std::ostream& log) {
+  CheckResult result;
+  result.stats.assertions = assertions.size();
+  result.stats.terms = preprocess::Occurrences(assertions).post_order().size();
+  Round round(mgr, backend, assertions, options, log, result);
+  // A model that fails validation is a defect of the elimination: the
+  // answer then comes from the problem as it was given.
+  bool valid = round.run(options.eliminate);
+  if (!valid && options.eliminate) {
+    ++result.stats.fallbacks;
+    valid = round.run(false);
+  }
+  if (!valid) {
+    result.model_error = "the model of " + backend.name() + " does not satisfy the assertions";
+    return result;
+  }
+  if (result.status == Status::Sat && options.check_models) round.confirm();
+  return result;
+}
+
+std::string stats_line(Status status, const CheckStats& s) {
+  std::string by_op;
+  for (const auto& [op, n] : s.eliminated_by_op) {
+    by_op += (by_op.empty() ? "(" : " (") + op + " " + std::to_string(n) + ")";
+  }
+  return std::string("(:kora-result ") + to_string(status) + " :kora-assertions " +
+         std::to_string(s.assertions) + " :kora-terms " + std::to_string(s.terms) +
+         " :kora-eliminated " + std::to_string(s.eliminated) + " :kora-eliminated-by-op (" + by_op +
+         ")" + " :kora-narrow-values " + std::to_string(s.narrow_values) +
+         " :kora-inverter-values " + std::to_string(s.inverter_values) + " :kora-fallbacks " +
+         std::to_string(s.fallbacks) + " :kora-read-seconds " + seconds(s.read_seconds) +
+         " :kora-simplify-seconds " + seconds(s.simplify_seconds) + " :kora-backend-seconds " +
+         seconds(s.backend_seconds) + " :kora-rebuild-seconds " + seconds(s.rebuild_seconds) +
+         " :kora-validate-seconds " + seconds(s.validate_seconds) + ")";
+}
+
+}  // namespace kora::solve

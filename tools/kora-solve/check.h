@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "kora-solve/backend.h"
+#include "kora/model/model_store.h"
+#include "kora/terms/term_manager.h"
+
+namespace kora::solve {
+
+struct CheckOptions {
+  bool eliminate = true;          // false: --no-elim
+  std::optional<double> timeout;  // seconds per back-end run
+  bool check_models = false;      // confirm each model with a fresh back end
+  std::string dump_reduced;       // file for the script sent to the back end
+  int verbosity = 0;              // the model store's log level
+};
+
+// What one check-sat did, for --stats.
+struct CheckStats {
+  std::size_t assertions = 0;
+  std::size_t terms = 0;  // distinct terms of the assertions' shared graph
+  std::size_t eliminated = 0;
+  std::map<std::string, std::size_t> eliminated_by_op;
+  std::size_t narrow_values = 0;
+  std::size_t inverter_values = 0;
+  std::size_t fallbacks = 0;
+  double read_seconds = 0;  // filled in by the caller
+  double simplify_seconds = 0;
+  double backend_seconds = 0;
+  double rebuild_seconds = 0;
+  double validate_seconds = 0;
+};
+
+struct CheckResult {
+  Status status = Status::Unknown;
+  std::string reason;                 // on unknown
+  std::unique_ptr<ModelStore> model;  // on sat: every constant of the assertions valued
+  std::string model_error;            // on sat with check_models: why it was not confirmed
+  CheckStats stats;
+};
+
+// Solves the assertions: simplifies them, has the back end solve what is
+// left, rebuilds the eliminated values and validates the model against the
+// assertions, solving again without elimination when it is not valid.
+// The model store logs to log. Throws BackendError and BackendMissing.
+CheckResult check_sat(TermManager& mgr, const Backend& backend,
+                      const std::vector<const Term*>& assertions, const CheckOptions& options,
+                      std::ostream& log);
+
+// The --stats line (without a newline).
+std::string stats_line(Status status, const CheckStats& stats);
+
+// The declared constants of the terms, each once, in first-occurrence order.
+std::vector<const Term*> constants_of(const std::vector<const Term*>& terms);
+
+}  // namespace kora::solve

@@ -1,0 +1,224 @@
+#include "kora-solve/session.h"
+
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+#include "kora/smtlib/printer.h"
+
+namespace kora::solve {
+
+namespace {
+
+using Kind = smtlib::Command::Kind;
+
+// text as an SMT-LIB string literal.
+std::string quoted(const std::string& text) {
+  std::string out = "\"";
+  for (char c : text) {
+    out += c;
+    if (c == '"') out += '"';
+  }
+  return out + "\"";
+}
+
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+}  // namespace
+
+Session::Session(const Backend& backend, SessionOptions options, std::ostream& out,
+                 std::ostream& err)
+    : backend_(backend), options_(std::move(options)), out_(out), err_(err) {}
+
+int Session::run(std::istream& in, const std::string& file_name) {
+  smtlib::ScriptReader reader(in, &mgr_, file_name);
+  for (;;) {
+    auto start = Clock::now();
+    std::optional<smtlib::Command> c;
+    try {
+      c = reader.next();
+    } catch (const smtlib::InputError& e) {
+      read_seconds_ += seconds_since(start);
+      error(reader.message(e));
+      continue;
+    }
+    read_seconds_ += seconds_since(start);
+    if (!c) break;
+    if (c->kind == Kind::Exit) {
+      success();
+      break;
+    }
+    try {
+      execute(*c, reader);
+    } catch (const std::logic_error& e) {
+      error(e.what());
+    }
+    out_.flush();
+  }
+  out_.flush();
+  return refused_ ? 1 : 0;
+}
+
+void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& reader) {
+  switch (c.kind) {
+    case Kind::SetOption:
+      return set_option(c);
+    case Kind::Assert:
+      assertions_.push_back(c.term);
+      answered_ = false;
+      return success();
+    case Kind::CheckSat:
+      return check({});
+    case Kind::CheckSatAssuming:
+      return check(c.terms);
+    case Kind::GetModel:
+      if (need_model()) {
+        smtlib::print_model(out_, mgr_, reader.declared(), *model_);
+      }
+      return;
+    case Kind::GetValue:
+      return get_value(c);
+    case Kind::GetAssignment:
+      return get_assignment(reader);
+    case Kind::GetInfo:
+      return get_info(c.name);
+    case Kind::Push:
+      scopes_.insert(scopes_.end(), c.count, assertions_.size());
+      answered_ = false;
+      return success();
+    case Kind::Pop:
+      pop(c.count);
+      return success();
+    case Kind::Reset:
+      success();
+      pop(scopes_.size());
+      assertions_.clear();
+      print_success_ = false;
+      return;
+    case Kind::ResetAssertions:
+      pop(scopes_.size());
+      assertions_.clear();
+      return success();
+    case Kind::Echo:
+      out_ << quoted(c.name) << '\n';
+      return;
+    default:  // set-logic, set-info, declarations and definitions
+      return success();
+  }
+}
+
+void Session::pop(std::size_t levels) {
+  // The reader has already refused a pop of more levels than are open.
+  for (std::size_t i = 0; i < levels && !scopes_.empty(); ++i) {
+    assertions_.resize(scopes_.back());
+    scopes_.pop_back();
+  }
+  answered_ = false;
+}
+
+void Session::check(const std::vector<const Term*>& assumptions) {
+  std::vector<const Term*> all = assertions_;
+  all.insert(all.end(), assumptions.begin(), assumptions.end());
+  model_.reset();
+  answered_ = true;
+  status_ = Status::Unknown;
+  CheckResult result;
+  try {
+    result = check_sat(mgr_, backend_, all, options_.check, err_);
+  } catch (const BackendMissing&) {
+    throw;
+  } catch (const std::exception& e) {
+    reason_ = e.what();
+    error(e.what());
+    return;
+  }
+  out_ << to_string(result.status) << '\n';
+  if (!result.model_error.empty()) error(result.model_error);
+  result.stats.read_seconds = read_seconds_;
+  read_seconds_ = 0;
+  if (options_.stats) err_ << stats_line(result.status, result.stats) << '\n' << std::flush;
+  status_ = result.status;
+  reason_ = result.reason.empty() ? "unknown" : result.reason;
+  model_ = std::move(result.model);
+}
+
+void Session::set_option(const smtlib::Command& c) {
+  bool is_bool = c.attribute != nullptr &&
+                 (c.attribute->is_reserved("true") || c.attribute->is_reserved("false"));
+  if (c.name == ":print-success" || c.name == ":produce-models" ||
+      c.name == ":produce-assignments") {
+    if (!is_bool) return error(c.name + " expects true or false");
+    if (c.name == ":print-success") print_success_ = c.attribute->is_reserved("true");
+    return success();
+  }
+  out_ << "unsupported\n";
+}
+
+void Session::get_info(const std::string& keyword) {
+  if (keyword == ":name") {
+    out_ << "(:name \"kora-solve\")\n";
+  } else if (keyword == ":version") {
+    out_ << "(:version \"" << KORA_VERSION << "\")\n";
+  } else if (keyword == ":error-behavior") {
+    out_ << "(:error-behavior continued-execution)\n";
+  } else if (keyword == ":reason-unknown") {
+    if (!answered_ || status_ != Status::Unknown) {
+      return error("no reason to give: the last check-sat did not answer unknown");
+    }
+    out_ << "(:reason-unknown " << (smtlib::is_simple_symbol(reason_) ? reason_ : quoted(reason_))
+         << ")\n";
+  } else {
+    out_ << "unsupported\n";
+  }
+}
+
+bool Session::need_model() {
+  if (model_ && answered_) return true;
+  error("no model available: the last check-sat did not answer sat");
+  return false;
+}
+
+const Term* Session::value_of(const Term* t) {
+  const Term* v = model_->get_normalized(t);
+  if (is_model_value(v)) return v;
+  // Constants declared after the check-sat take their defaults.
+  int assigned = 0;
+  model_->assign_free_constants(t, &assigned);
+  return model_->get_normalized(t);
+}
+
+void Session::get_value(const smtlib::Command& c) {
+  if (!need_model()) return;
+  out_ << '(';
+  for (std::size_t i = 0; i < c.terms.size(); ++i) {
+    out_ << (i > 0 ? " (" : "(") << c.written[i] << ' ';
+    smtlib::print_value(out_, mgr_, value_of(c.terms[i]));
+    out_ << ')';
+  }
+  out_ << ")\n";
+}
+
+void Session::get_assignment(const smtlib::ScriptReader& reader) {
+  if (!need_model()) return;
+  out_ << '(';
+  bool first = true;
+  for (const auto& [name, term] : reader.named()) {
+    out_ << (first ? "(" : " (") << smtlib::quote_symbol(name) << ' '
+         << (value_of(term) == mgr_.true_term() ? "true" : "false") << ')';
+    first = false;
+  }
+  out_ << ")\n";
+}
+
+void Session::success() {
+  if (print_success_) out_ << "success\n";
+}
+
+void Session::error(const std::string& message) {
+  refused_ = true;
+  out_ << "(error " << quoted(message) << ")\n";
+}
+
+}  // namespace kora::solve
