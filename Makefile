@@ -31,21 +31,25 @@ release:
 docs: configure
 	cmake --build --preset $(PRESET) --target docs
 
-# Benchmarks (bench/RESULTS.md): kora-bench's JSON and kora-adhoc's throughput
-# on a generated script go to build/release/bench/, then a table of ratios is
-# printed (and kept as summary.md). KORA_WITH_BENCH=1 also installs the
-# optional comparison libraries (FLINT, abseil) and GNU time.
+# Benchmarks (bench/RESULTS.md): kora-bench's JSON (the SMT-LIB printer's
+# output rate among them) and kora-adhoc's throughput on a generated script go
+# to build/release/bench/, then a table of ratios is printed (and kept as
+# summary.md); last, reading the shared QF_BV corpus against z3's parse
+# (read.md, skipped when the corpus or z3 is absent). KORA_WITH_BENCH=1 also
+# installs the optional comparison libraries (FLINT, abseil) and GNU time.
 BENCH_DIR = build/release/bench
 BENCH_ARGS ?= --benchmark_repetitions=3 --benchmark_min_time=0.2
 bench: deps
 	cmake --preset release
-	cmake --build --preset release --target kora-bench kora-adhoc -j $(JOBS)
+	cmake --build --preset release --target kora-bench kora-adhoc kora-smtlib-read -j $(JOBS)
 	./$(BENCH_DIR)/kora-bench --benchmark_out=$(BENCH_DIR)/results.json \
 	  --benchmark_out_format=json $(BENCH_ARGS)
 	python3 bench/adhoc_bench.py --kora-adhoc build/release/tools/kora-adhoc \
 	  --out $(BENCH_DIR)/adhoc.json
 	python3 bench/summarize.py $(BENCH_DIR)/results.json $(BENCH_DIR)/adhoc.json \
 	  --markdown $(BENCH_DIR)/summary.md
+	python3 bench/read_bench.py --kora $(BENCH_DIR)/kora-smtlib-read \
+	  --out $(BENCH_DIR)/read.json --markdown $(BENCH_DIR)/read.md
 
 # clang-tidy and cppcheck over src/ and tools/ (scripts/lint.sh).
 lint: configure

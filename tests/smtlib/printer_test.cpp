@@ -1,9 +1,8 @@
 #include "kora/smtlib/printer.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -18,45 +17,18 @@
 #include "kora/model/model_store.h"
 #include "kora/terms/term.h"
 #include "kora/terms/term_manager.h"
+#include "support/smtlib_corpus.h"
 #include "support/term_helpers.h"
+#include "support/z3_oracle.h"
 
 namespace kora::smtlib {
 namespace {
 
-// --- z3 as the oracle ------------------------------------------------------------------
-
-bool have_z3() {
-  static const bool found = std::system("command -v z3 >/dev/null 2>&1") == 0;
-  return found;
-}
-
-// z3's whole answer (standard output and error) to script.
-std::string run_z3(const std::string& script) {
-  char path[] = "/tmp/kora_printer_XXXXXX";
-  const int fd = ::mkstemp(path);
-  if (fd < 0) return "(cannot create a temporary file)";
-  ::close(fd);
-  std::ofstream(path) << script;
-  const std::string command = std::string("z3 -T:60 -smt2 ") + path + " 2>&1";
-  std::string answer;
-  if (FILE* pipe = ::popen(command.c_str(), "r")) {
-    char block[4096];
-    std::size_t n = 0;
-    while ((n = std::fread(block, 1, sizeof block, pipe)) > 0) answer.append(block, n);
-    ::pclose(pipe);
-  }
-  std::remove(path);
-  return answer;
-}
-
 // The script followed by check-sat, as z3 answers it: "sat\n", "unsat\n",
 // or whatever error z3 reports.
 std::string z3_check(const std::string& script) {
-  return run_z3(script + "(check-sat)\n");
+  return test::run_z3(script + "(check-sat)\n");
 }
-
-#define KORA_REQUIRE_Z3() \
-  if (!have_z3()) GTEST_SKIP() << "z3 is not on PATH"
 
 // --- Fixture ---------------------------------------------------------------------------
 
@@ -359,17 +331,52 @@ TEST_F(PrinterTest, DoublingChainOfTreeSize2To60PrintsInLinearSize) {
   EXPECT_EQ(z3_check(unsat), "unsat\n");
 }
 
-TEST_F(PrinterTest, DeepTermsPrintWithoutRecursion) {
+// The deepest nesting of parentheses in text (no bars or strings in it).
+std::size_t max_nesting(const std::string& text) {
+  std::size_t depth = 0;
+  std::size_t deepest = 0;
+  for (char c : text) {
+    if (c == '(') deepest = std::max(deepest, ++depth);
+    if (c == ')') --depth;
+  }
+  return deepest;
+}
+
+TEST_F(PrinterTest, DeepTermsPrintWithoutRecursionInBoundedNesting) {
   const std::size_t depth = 200000;
   const Symbol* bvnot = mgr.make_bv_not_symbol(8);
   const Term* t = x;
   for (std::size_t i = 0; i < depth; ++i) t = app(bvnot, {t});
   const std::string text = term(t);
-  EXPECT_EQ(text.size(), depth * 8 + 1);
-  EXPECT_EQ(text.substr(depth * 7 - 14, 16), "(bvnot (bvnot x)");
+  // Cut every 1000 levels into a let binding: 200 lets of about 8 bytes a level.
+  EXPECT_LT(text.size(), depth * 9);
+  EXPECT_LE(max_nesting(text), 200U + 1002U);
+  EXPECT_EQ(text.substr(0, 23), "(let ((k!1 (bvnot (bvno");
   const std::string s = script({mgr.make_equal(t, y)});
-  // set-logic, two declarations, "(assert (= " and " y))".
-  EXPECT_EQ(s.size(), 18 + 2 * 32 + 11 + text.size() + 5);
+  EXPECT_LT(s.size(), depth * 9);
+  EXPECT_LE(max_nesting(s), 1002U);
+  test::ReadScript again = test::read_script_text(s, &mgr, "printed");
+  ASSERT_TRUE(again.errors.empty()) << again.errors.front();
+  ASSERT_EQ(again.assertions.size(), 1U);
+  EXPECT_EQ(again.assertions[0], mgr.make_equal(t, y));
+}
+
+// A conjunction of many terms is a chain of binary ands as deep as it is
+// long; the script reads back although our reader refuses nesting deeper
+// than 10000 levels.
+TEST_F(PrinterTest, LongConjunctionReadsBackAsTheSameTerm) {
+  const std::size_t n = 30000;
+  const Term* all = p;
+  for (std::size_t i = 0; i < n; ++i) {
+    const Term* b = mgr.make_constant("b" + std::to_string(i), mgr.bool_type());
+    all = mgr.make_and(b, all);
+  }
+  const std::string s = script({all});
+  EXPECT_LE(max_nesting(s), 1002U);
+  test::ReadScript again = test::read_script_text(s, &mgr, "printed");
+  ASSERT_TRUE(again.errors.empty()) << again.errors.front();
+  ASSERT_EQ(again.assertions.size(), 1U);
+  EXPECT_EQ(again.assertions[0], all);
 }
 
 // --- Scripts ---------------------------------------------------------------------------

@@ -207,6 +207,23 @@ TEST_F(Script, ParametersShadowConstantsAndArgumentsAreSubstitutedSimultaneously
   EXPECT_EQ(t, bv(Op::BVSub, b, a));
 }
 
+// A name bound three times over (a constant, a let, an inner let) comes back
+// to each earlier meaning as the scopes close, inside one term and across
+// commands.
+TEST_F(Script, ShadowedNamesComeBackInnermostFirst) {
+  const Term* t = last_term(
+      "(declare-const x (_ BitVec 8))"
+      "(get-value ((bvadd (let ((x (bvnot x))) (bvsub (let ((x (bvneg x))) x) x)) x)))");
+  const Term* x = mgr_.make_constant("x", mgr_.bv_type(8));
+  const Term* not_x = mgr_.make_term(mgr_.make_bv_not_symbol(8), {x});
+  const Term* neg_not_x = mgr_.make_term(mgr_.make_bv_neg_symbol(8), {not_x});
+  EXPECT_EQ(t, bv(Op::BVAdd, bv(Op::BVSub, neg_not_x, not_x), x));
+  EXPECT_EQ(last_term("(assert (let ((x true)) (let ((x false)) x)))"), mgr_.false_term());
+  EXPECT_EQ(last_term("(declare-const z Bool)(push)(assert (let ((z (_ bv1 8))) (= z z)))"
+                      "(declare-const w Bool)(pop)(assert z)"),
+            mgr_.make_constant("z", mgr_.bool_type()));
+}
+
 TEST_F(Script, DefinedSortsAndPopScopes) {
   read(
       "(define-sort B () (_ BitVec 3))(push 3)(declare-const x B)(define-sort C () Bool)"

@@ -110,13 +110,13 @@ void Application::check_same_sort() const {
 
 // The common width of operators over one bit-vector sort.
 std::size_t Application::same_bv() const {
-  std::string what = name() + " expects " + (args_.size() == 2 ? "2 arguments" : "arguments") +
-                     " of the same bit-vector sort, got ";
   for (std::size_t k = 0; k < args_.size(); ++k) {
     if (args_[k]->type()->is_bv() && args_[k]->type() == args_[0]->type()) continue;
     std::size_t other = k == 0 ? 1 : k;
-    throw InputError(arg_node(k).pos,
-                     what + sort_text(args_[0]) + " and " + sort_text(args_[other]));
+    throw InputError(arg_node(k).pos, name() + " expects " +
+                                          (args_.size() == 2 ? "2 arguments" : "arguments") +
+                                          " of the same bit-vector sort, got " +
+                                          sort_text(args_[0]) + " and " + sort_text(args_[other]));
   }
   return args_[0]->type()->width();
 }

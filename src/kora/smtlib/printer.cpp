@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -364,6 +365,10 @@ std::string name_prefix(const std::vector<const Term*>& constants) {
 
 class Printer {
  public:
+  // Nesting of parentheses past which a term is cut into named pieces: far
+  // below the nesting limits of readers (ours takes 10000 levels).
+  static constexpr std::uint32_t kMaxNesting = 1000;
+
   Printer(std::ostream& os, Dag& dag) : out_(os), dag_(dag) {
     for (const Term* c : dag_.constants()) quoted_.emplace(c, quote_symbol(constant_name(c)));
   }
@@ -371,23 +376,33 @@ class Printer {
   Writer& out() { return out_; }
   SortNames& sorts() { return sorts_; }
 
-  // Gives invented names to the nodes that have several parents, in
+  // Gives invented names to the nodes that have several parents, and to
+  // those whose text would nest max_nesting levels deep (so that a long
+  // chain, such as a conjunction of many thousand terms, prints as a series
+  // of bounded pieces that readers with a nesting limit accept), in
   // post-order, and computes each node's let depth: one more than the
   // deepest named node in its body when it is named itself.
-  void name_shared(std::uint32_t first_number) {
+  void name_shared(std::uint32_t first_number, std::uint32_t max_nesting = kMaxNesting) {
     std::vector<Node>& nodes = dag_.nodes();
+    std::vector<std::uint32_t> nesting(nodes.size(), 0);  // of the text written in full
     std::uint32_t number = first_number;
     for (std::uint32_t i : dag_.order()) {
       Node& n = nodes[i];
       const std::uint32_t* kids = dag_.kids_of(n);
       std::uint32_t depth = 0;
-      for (std::size_t k = 0; k < n.term->arity(); ++k)
-        depth = std::max(depth, nodes[kids[k]].depth);
-      if (n.refs > 1 && worth_naming(n.term)) {
+      std::uint32_t height = 0;
+      for (std::size_t k = 0; k < n.term->arity(); ++k) {
+        const Node& kid = nodes[kids[k]];
+        depth = std::max(depth, kid.depth);
+        height = std::max(height, kid.name != 0 ? 0 : nesting[kids[k]]);
+      }
+      if (n.term->arity() > 0) ++height;
+      if ((n.refs > 1 && worth_naming(n.term)) || height >= max_nesting) {
         n.name = number++;
         ++depth;
       }
       n.depth = depth;
+      nesting[i] = height;
     }
   }
 
@@ -685,7 +700,8 @@ void print_value(std::ostream& os, const TermManager& /*mgr*/, const Term* value
   Dag dag(true, value->id());
   const std::uint32_t root = dag.add(value);
   Printer p(os, dag);
-  p.name_shared(1);
+  // A value is written in full wherever it occurs, however deep.
+  p.name_shared(1, std::numeric_limits<std::uint32_t>::max());
   p.body(root);
   p.finish();
 }

@@ -6,8 +6,11 @@
 // terms print without exhausting the call stack, and takes time linear in
 // the number of distinct terms it prints: a subterm with more than one parent
 // is written once and referred to by a name (let in a single term,
-// define-fun in a script). Output goes through a buffer to the stream in
-// large writes.
+// define-fun in a script). A term nesting deeper than 1000 levels (a long
+// chain of binary ands, say) is cut the same way every 1000 levels, so the
+// text never nests much deeper than that and readers with a nesting limit
+// (ours refuses 10000 levels) take it back. Output goes through a buffer to
+// the stream in large writes.
 //
 // Constructs that SMT-LIB has no input syntax for (abstract values inside a
 // term or script, names containing '|' or '\') are refused with

@@ -30,23 +30,33 @@ struct Binding {
 };
 
 // Names with shadowing: each name has a stack of bindings, and an undo log
-// lets any number of them be taken back in one step.
+// lets any number of them be taken back in one step. The innermost binding
+// lives in the table's node itself and only shadowed ones in a vector, so
+// looking a name up (once per symbol of the input) touches one node, and
+// declaring a name allocates nothing beyond it.
 template <class T>
 class ScopedTable {
  public:
   const T* find(const std::string& name) const {
     auto it = table_.find(name);
-    return it == table_.end() || it->second.empty() ? nullptr : &it->second.back();
+    return it == table_.end() || it->second.size == 0 ? nullptr : &it->second.top;
   }
   void bind(const std::string& name, T value) {
-    std::vector<T>& entries = table_[name];
-    entries.push_back(std::move(value));
-    undo_.push_back(&entries);
+    Slot& slot = table_[name];
+    if (slot.size++ > 0) slot.below.push_back(std::move(slot.top));
+    slot.top = std::move(value);
+    undo_.push_back(&slot);
   }
   std::size_t mark() const noexcept { return undo_.size(); }
   void restore(std::size_t mark) {
     while (undo_.size() > mark) {
-      undo_.back()->pop_back();
+      Slot& slot = *undo_.back();
+      if (--slot.size > 0) {
+        slot.top = std::move(slot.below.back());
+        slot.below.pop_back();
+      } else {
+        slot.top = T{};
+      }
       undo_.pop_back();
     }
   }
@@ -56,9 +66,14 @@ class ScopedTable {
   }
 
  private:
-  std::unordered_map<std::string, std::vector<T>> table_;
-  // Vectors of an unordered_map's nodes stay where they are on rehashing.
-  std::vector<std::vector<T>*> undo_;
+  struct Slot {
+    std::size_t size = 0;  // bindings of the name, top included
+    T top{};
+    std::vector<T> below;  // the shadowed ones, innermost last
+  };
+  std::unordered_map<std::string, Slot> table_;
+  // Slots of an unordered_map's nodes stay where they are on rehashing.
+  std::vector<Slot*> undo_;
 };
 
 class ScriptReader::Impl {

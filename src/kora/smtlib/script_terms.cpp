@@ -170,14 +170,17 @@ void ScriptReader::Impl::Walk::application(const Node& n) {
   Frame next{Step::Apply, &n, results_.size()};
   if (h.is_symbol()) {
     refuse_foreign_head(h);
-    const Binding* b = impl_.names_.find(h.text);
-    if (b != nullptr && b->function != nullptr) {
+    // No declared name is an operator's (new_name refuses them), so the
+    // operators come first: most heads are operators, and the table of
+    // names, large in industrial scripts, is then looked up only for calls.
+    const Binding* b = nullptr;
+    if ((next.head.info = find_operator(h.text, kDialect)) != nullptr) {
+      next.head.node = &h;
+    } else if ((b = impl_.names_.find(h.text)) != nullptr && b->function != nullptr) {
       next.step = Step::Call;
       next.function = b->function;
     } else if (b != nullptr) {
       throw InputError(h.pos, quote(h) + " is a constant, not a function");
-    } else if ((next.head.info = find_operator(h.text, kDialect)) != nullptr) {
-      next.head.node = &h;
     } else if (h.is_reserved("true") || h.is_reserved("false")) {
       throw InputError(h.pos, quote(h) + " is a constant, not an operator");
     } else if (find_indexed_operator(h.text, kDialect) != nullptr) {
