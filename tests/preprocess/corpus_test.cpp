@@ -40,9 +40,9 @@ namespace fs = std::filesystem;
 using OpCounts = std::map<std::string, std::size_t>;
 
 // Files above this size are read only by the full-corpus test.
-constexpr std::uintmax_t kSmallFile = 64 * 1024;
+constexpr std::uintmax_t kSmallFile = std::uintmax_t{64} << 10;
 // Files up to this size have their reduced problems solved by z3.
-constexpr std::uintmax_t kSolvedFile = 8 * 1024;
+constexpr std::uintmax_t kSolvedFile = std::uintmax_t{8} << 10;
 
 struct Problem {
   std::unique_ptr<TermManager> mgr = std::make_unique<TermManager>();
@@ -109,7 +109,7 @@ class ReferenceCount {
   }
 
   bool free(const Term* t) const {
-    if (t->get_symbol()->op() != Op::Constant || asserted_.count(t->id()) != 0) return false;
+    if (t->get_symbol()->op() != Op::Constant || asserted_.contains(t->id())) return false;
     auto it = parents_.find(t->id());
     return it != parents_.end() && it->second == 1;
   }

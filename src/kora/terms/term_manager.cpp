@@ -268,7 +268,7 @@ const Term* TermManager::make_fresh_constant(const DataType* type) {
   std::string name;
   do {
     name = std::string(kFreshPrefix) + std::to_string(fresh_count_++);
-  } while (!declared_fresh_names_.empty() && declared_fresh_names_.count(name) != 0);
+  } while (!declared_fresh_names_.empty() && declared_fresh_names_.contains(name));
   const Symbol* s = &symbols_.emplace_back(Symbol(Op::Constant, type, std::move(name), 0, 0, 0));
   unindexed_fresh_.push_back(s);
   return make_constant_term(s);
