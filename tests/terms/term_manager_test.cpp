@@ -39,6 +39,25 @@ class TermManagerTest : public ::testing::Test {
 
 // --- The edge cases every implementation must get right -----------------------
 
+// Fresh constants are new terms under new names, skip names declared with
+// their prefix before them, and are found again by name once a name with
+// their prefix is declared after them.
+TEST_F(TermManagerTest, FreshConstantsHaveNamesNoOtherConstantHas) {
+  const Term* declared = mgr.make_constant("kora!e1", mgr.bool_type());
+  const Term* a = mgr.make_fresh_constant(bv8);
+  const Term* b = mgr.make_fresh_constant(bv8);
+  EXPECT_EQ(a->get_symbol()->name(), "kora!e0");
+  EXPECT_EQ(b->get_symbol()->name(), "kora!e2");
+  EXPECT_NE(a, x);
+  EXPECT_NE(a, b);
+  EXPECT_EQ(b->type(), bv8);
+  const Term* c = mgr.make_fresh_constant(mgr.bool_type());
+  EXPECT_EQ(mgr.make_constant("kora!e3", mgr.bool_type()), c);
+  EXPECT_EQ(mgr.make_constant("kora!e2", bv8), b);
+  EXPECT_NE(mgr.make_constant("kora!e1", mgr.bool_type()), a);
+  EXPECT_EQ(mgr.make_constant("kora!e1", mgr.bool_type()), declared);
+}
+
 TEST_F(TermManagerTest, MakeBvNumberTwiceGivesSamePointerAndItsValueBack) {
   for (std::size_t w : {1u, 4u, 8u, 63u, 64u, 65u, 300u}) {
     const mpz_class v = mpz_pow2(w) - 3;  // at width 1 this is -1, i.e. 1

@@ -288,19 +288,11 @@ void Eliminator::release(const Term* a) {
   }
 }
 
-// Named after the number of terms made so far, so names never repeat within
-// one manager; a name some user already gave a constant of this sort is
-// skipped, which the manager shows by making no new term.
+// The manager names it so that it cannot clash with a user's constant.
 const Term* Eliminator::fresh_constant(const DataType* type) {
-  const std::string stem = "kora!e" + std::to_string(mgr_.term_count());
-  for (std::size_t k = 0;; ++k) {
-    const std::size_t before = mgr_.term_count();
-    const Term* u = mgr_.make_constant(k == 0 ? stem : stem + "!" + std::to_string(k), type);
-    if (mgr_.term_count() > before) {
-      out_.trail.fresh.push_back(u);
-      return u;
-    }
-  }
+  const Term* u = mgr_.make_fresh_constant(type);
+  out_.trail.fresh.push_back(u);
+  return u;
 }
 
 Occurrences::Occurrences(const std::vector<const Term*>& assertions) {

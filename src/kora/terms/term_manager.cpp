@@ -241,7 +241,25 @@ bool TermManager::is_array_type(const DataType* t, const DataType** index,
 // --- Constants and values ----------------------------------------------------
 
 const Term* TermManager::make_constant(const std::string& name, const DataType* type) {
+  if (name.starts_with(kFreshPrefix)) {
+    // The name may be a fresh one: from here on lookups must see them.
+    for (const Symbol* s : unindexed_fresh_) {
+      symbol_index_.emplace(SymbolKey{Op::Constant, s->get_output_type(), 0, 0, 0, s->name()}, s);
+    }
+    unindexed_fresh_.clear();
+    declared_fresh_names_.insert(name);
+  }
   return make_constant_term(intern_symbol(Op::Constant, type, 0, 0, 0, smtlib_symbol(name)));
+}
+
+const Term* TermManager::make_fresh_constant(const DataType* type) {
+  std::string name;
+  do {
+    name = std::string(kFreshPrefix) + std::to_string(fresh_count_++);
+  } while (!declared_fresh_names_.empty() && declared_fresh_names_.contains(name));
+  const Symbol* s = &symbols_.emplace_back(Symbol(Op::Constant, type, std::move(name), 0, 0, 0));
+  unindexed_fresh_.push_back(s);
+  return make_constant_term(s);
 }
 
 // Numerals are found by (width, value) in one of two indexes: values below

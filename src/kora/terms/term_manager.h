@@ -62,6 +62,14 @@ class TermManager {
   // --- Constants and values ---------------------------------------------
   // A declared constant; the same name and type give the same term.
   const Term* make_constant(const std::string& name, const DataType* type);
+  // A new constant of type named kFreshPrefix and a number, a name that no
+  // constant of this manager has: the numbers count up, and names that a
+  // declared constant of any sort took are stepped over. Declaring one of
+  // these names later gives the fresh constant of that sort (as for any
+  // name). Fresh names stay out of the name index until a declared name has
+  // their prefix, so that making millions of them costs no string lookups.
+  const Term* make_fresh_constant(const DataType* type);
+  static constexpr std::string_view kFreshPrefix = "kora!e";
   // The numeral of value mod 2^width (negative values wrap to their two's
   // complement pattern).
   const Term* make_bv_number(const QNumber& value, std::size_t width);
@@ -309,6 +317,11 @@ class TermManager {
   void grow_term_index();
   NumeralTable numerals_;
   std::uint64_t next_term_id_ = 1;
+  // Fresh constants' symbols not yet in symbol_index_, the number of the
+  // next fresh name, and the declared names that begin with kFreshPrefix.
+  std::vector<const Symbol*> unindexed_fresh_;
+  std::uint64_t fresh_count_ = 0;
+  std::unordered_set<std::string> declared_fresh_names_;
   mpz_class residue_;  // make_bv_gmp's scratch: value mod 2^width
 
   // Direct caches in front of the indexes for what the calculators and
