@@ -1,4 +1,5 @@
 ; args: --dump-reduced /dev/stderr
+; (Standard error carries nothing else here, so the dump is all of it.)
 ; The script sent to the back end for the last check-sat: x occurs once, so
 ; the bvadd and then the equation become fresh constants; y occurs twice and
 ; stays, and so does the bvudiv, which needs every argument unconstrained.
