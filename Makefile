@@ -18,9 +18,17 @@ build: configure
 test: build
 	ctest --preset $(PRESET)
 
+# The tour of kora-adhoc, then kora-solve on a real benchmark with cvc5 (which
+# deps installs): the answer, the model (solve-with-model.sh adds the
+# get-model) and the statistics line.
+SOLVE_EXAMPLE = examples/brummayerbiere4/unconstrained01.smt2
 run: configure
-	cmake --build --preset $(PRESET) --target kora-adhoc -j $(JOBS)
+	cmake --build --preset $(PRESET) --target kora-adhoc kora-solve -j $(JOBS)
 	./build/$(PRESET)/tools/kora-adhoc examples/tour.smt2
+	@echo
+	@echo "kora-solve --solver cvc5 --stats $(SOLVE_EXAMPLE), with a (get-model):"
+	bash examples/solve-with-model.sh ./build/$(PRESET)/tools/kora-solve/kora-solve \
+	  $(SOLVE_EXAMPLE) --solver cvc5 --stats
 
 asan:
 	$(MAKE) test PRESET=asan

@@ -1,8 +1,14 @@
 #!/usr/bin/env bash
-# Runs one end-to-end script through kora-adhoc and compares what it prints
-# and how it exits with what is expected (see README.md in this directory).
+# Runs one end-to-end script through a program (kora-adhoc, kora-solve) and
+# compares what it prints and how it exits with what is expected (see
+# README.md in this directory).
 #
-# usage: run_script.sh KORA_ADHOC SCRIPT_DIR NAME [EXPECTED_DIR]
+# usage: run_script.sh PROGRAM SCRIPT_DIR NAME [EXPECTED_DIR]
+#
+# From the environment: KORA_SCRIPT_ARGS, arguments (split on blanks) put
+# before those of the script's directives; KORA_SCRIPT_FILTER, a sed script
+# applied to standard output and error before they are compared (for what
+# differs from run to run, such as times).
 #
 # Exit status: 0 pass, 1 fail.
 set -u
@@ -19,14 +25,15 @@ script="$name.smt2"
 
 # Directives: comment lines at the top of the script.
 status_wanted=0
-args=()
+read -r -a args <<<"${KORA_SCRIPT_ARGS:-}"
 use_stdin=0
 stdin_from=/dev/null
 stdout_to=
 while IFS= read -r line; do
   case "$line" in
     "; exit: "*) status_wanted=${line#"; exit: "} ;;
-    "; args: "*) read -r -a args <<<"${line#"; args: "}" ;;
+    "; args: "*) read -r -a more <<<"${line#"; args: "}" && args+=("${more[@]}") ;;
+    "; arg: "*) args+=("${line#"; arg: "}") ;;
     "; stdin") use_stdin=1 ;;
     "; stdin: "*) stdin_from=${line#"; stdin: "} ;;
     "; stdout: "*) stdout_to=${line#"; stdout: "} ;;
@@ -48,6 +55,11 @@ else
   "$exe" "${args[@]}" "$script" <"$stdin_from" >"$stdout_file" 2>"$err"
 fi
 status=$?
+if [ -n "${KORA_SCRIPT_FILTER:-}" ]; then
+  for f in "$out" "$err"; do
+    sed -e "$KORA_SCRIPT_FILTER" "$f" >"$f.filtered" && mv "$f.filtered" "$f"
+  done
+fi
 
 failed=0
 if ! diff -u --label "$name.expected" --label "actual stdout" "$expected_out" "$out"; then

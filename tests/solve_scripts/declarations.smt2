@@ -1,0 +1,20 @@
+; solvers: z3 cvc5 boolector
+; Every constant is fixed by the assertions, so the model is the same
+; whatever the back end.
+(set-logic QF_BV)
+(declare-fun x () (_ BitVec 8))
+(declare-const y (_ BitVec 8))
+(declare-const flag Bool)
+(define-sort Byte () (_ BitVec 8))
+(define-sort Word () (_ BitVec 12))
+(declare-const w Word)
+(define-fun k () Byte #x2a)
+(define-fun twice ((a Byte)) Byte (bvadd a a))
+(define-fun between ((lo Byte) (v Byte) (hi Byte)) Bool (and (bvule lo v) (bvule v hi)))
+(assert (= (twice x) #x54))
+(assert (bvult x #x80))
+(assert (= y (bvsub (twice k) x)))
+(assert (= flag (between #x00 y #x30)))
+(assert (= w ((_ zero_extend 4) k)))
+(check-sat)
+(get-value (x y flag w k (twice y) (between x k y)))

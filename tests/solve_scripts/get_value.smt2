@@ -1,0 +1,17 @@
+; solvers: z3 cvc5 boolector
+; get-value repeats each term exactly as it was written.
+(set-logic QF_BV)
+(declare-const a (_ BitVec 8))
+(declare-const b (_ BitVec 8))
+(assert (= a #x0f))
+(assert (= b (_ bv3 8)))
+(check-sat)
+(get-value (a   b))
+(get-value ((bvadd a b) (bvmul a b) (concat a b) ((_ extract 3 0) b)))
+(get-value ((let ((s (bvadd a b)) (a b)) (bvsub s a))))
+(get-value ((! (bvult b a) :named lt)))
+(get-value (lt (not lt)))
+(get-value ((as a (_ BitVec 8)) #b101 (_ bv5 8) #xff true (ite (= a b) a b)))
+(get-value ((bvsdiv a #xfe) (bvsrem a #xfe) (bvsmod a #xfe) (bvashr #x80 b) ((_ repeat 2) ((_ extract 1 0) b))))
+(get-value ((bvuge a b) (bvugt a b) (bvsge a b) (bvsgt a b) (bvnand a b) (bvnor a b) (bvxnor a b) (bvcomp a b)))
+(get-value (((_ rotate_left 4) a) ((_ rotate_right 1) b) ((_ sign_extend 4) #x8) (=> false true) (xor true true false) (distinct a b a)))

@@ -1,0 +1,18 @@
+; exit: 1
+; solvers: z3 cvc5 boolector
+(set-info :smt-lib-version 2.6)
+(set-info :source |a script of set-up commands|)
+(set-logic QF_BV)
+(set-option :produce-models true)
+(set-option :random-seed 7)
+(set-option :produce-unsat-cores true)
+(set-option :produce-models 12)
+(get-info :name)
+(get-info :version)
+(get-info :error-behavior)
+(get-info :authors)
+(get-info :reason-unknown)
+(declare-const b Bool)
+(assert b)
+(check-sat)
+(get-info :reason-unknown)

@@ -1,0 +1,18 @@
+; exit: 1
+; solvers: z3 cvc5 boolector
+(set-logic QF_BV)
+(declare-const x (_ BitVec 4))
+(assert (bvuge x #xe))
+(push 1)
+(assert (= x #x1))
+(check-sat)
+(push 2)
+(assert (= x #xe))
+(check-sat)
+(pop 1)
+(check-sat)
+(pop 2)
+(assert (distinct x #xf))
+(check-sat)
+(get-value (x))
+(pop 1)

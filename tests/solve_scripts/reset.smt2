@@ -1,0 +1,22 @@
+; exit: 1
+; solvers: z3 cvc5 boolector
+; reset-assertions keeps declarations and options; reset forgets everything.
+(set-option :print-success true)
+(set-logic QF_BV)
+(declare-const x (_ BitVec 4))
+(assert (= x #x3))
+(push 1)
+(assert (= x #x4))
+(check-sat)
+(reset-assertions)
+(check-sat)
+(get-model)
+(assert (= x #x5))
+(check-sat)
+(get-value (x))
+(reset)
+(get-value (x))
+(declare-const x Bool)
+(assert (not x))
+(check-sat)
+(get-value (x))

@@ -1,0 +1,16 @@
+; solvers: z3 cvc5 boolector
+; args: --stats --check-models
+; One line per check-sat on standard error (the times are written T here).
+(set-logic QF_BV)
+(declare-const x (_ BitVec 8))
+(declare-const y (_ BitVec 8))
+(declare-const z (_ BitVec 8))
+(declare-const c Bool)
+(assert (= (bvmul (bvadd x y) z) #x10))
+(assert (bvult y #x05))
+(assert (= y #x04))
+(check-sat)
+(get-value ((bvmul (bvadd x y) z) y))
+(assert (not c))
+(assert (= c (= y #x04)))
+(check-sat)

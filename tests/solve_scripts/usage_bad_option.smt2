@@ -1,0 +1,3 @@
+; exit: 2
+; args: --frobnicate
+(check-sat)

@@ -1,0 +1,4 @@
+; exit: 2
+; stdin
+; args: no-such-file.smt2
+(check-sat)
