@@ -58,6 +58,10 @@ bench: deps
 	  --markdown $(BENCH_DIR)/summary.md
 	python3 bench/read_bench.py --kora $(BENCH_DIR)/kora-smtlib-read \
 	  --out $(BENCH_DIR)/read.json --markdown $(BENCH_DIR)/read.md
+	python3 bench/wide_inputs_bench.py --kora-adhoc build/release/tools/kora-adhoc \
+	  --out $(BENCH_DIR)/wide_inputs.json
+	python3 bench/numeral_memory_bench.py --kora-adhoc build/release/tools/kora-adhoc \
+	  --out $(BENCH_DIR)/numeral_memory.json
 
 # clang-tidy and cppcheck over src/ and tools/ (scripts/lint.sh).
 lint: configure
