@@ -9,7 +9,6 @@
 
 #include <gmpxx.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -32,6 +31,7 @@
 #include "kora/smtlib/reader.h"
 #include "kora/smtlib/script.h"
 #include "kora/terms/term_manager.h"
+#include "support/z3_oracle.h"
 
 namespace kora::test {
 namespace {
@@ -263,32 +263,11 @@ TEST(PreprocessCorpus, BrummayerBiere4CountsArePinned) {
 
 // --- Models from z3 ---------------------------------------------------------------------
 
-bool have_z3() {
-  static const bool found = std::system("command -v z3 >/dev/null 2>&1") == 0;
-  return found;
-}
-
 std::string slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   std::ostringstream os;
   os << in.rdbuf();
   return os.str();
-}
-
-// What z3 prints on standard output for script, given a few seconds.
-std::string ask_z3(const std::string& script) {
-  char path[] = "/tmp/kora_corpus_XXXXXX";
-  const int fd = ::mkstemp(path);
-  if (fd < 0) return {};
-  ::close(fd);
-  const std::string answer_path = std::string(path) + ".out";
-  std::ofstream(path, std::ios::binary) << script;
-  const std::string command = "z3 -T:5 -smt2 " + std::string(path) + " >" + answer_path + " 2>&1";
-  const int status = std::system(command.c_str());
-  std::string answer = status == -1 ? std::string() : slurp(answer_path);
-  std::remove(path);
-  std::remove(answer_path.c_str());
-  return answer;
 }
 
 // The reduced assertions with check-sat and a get-value of every constant.
@@ -341,7 +320,7 @@ Verdict check_rebuilt_model(const fs::path& file) {
   Problem p = read_problem(file);
   const preprocess::Simplified s = preprocess::simplify(*p.mgr, p.assertions);
   const std::vector<const Term*> constants = preprocess::constants_of(s.assertions);
-  const std::string answer = ask_z3(query(*p.mgr, s.assertions, constants));
+  const std::string answer = test::run_z3(query(*p.mgr, s.assertions, constants), 5);
   if (answer.rfind("unsat\n", 0) == 0) return Verdict::Unsat;
   if (answer.rfind("sat\n", 0) != 0) return Verdict::Unknown;
   std::ostringstream log;
@@ -376,7 +355,7 @@ bool quickly_solved(const fs::path& file) {
 
 TEST(PreprocessCorpus, ModelsOfReducedProblemsRebuildIntoModels) {
   KORA_REQUIRE_CORPUS();
-  if (!have_z3()) GTEST_SKIP() << "z3 is not on PATH";
+  KORA_REQUIRE_Z3();
   std::map<Verdict, std::size_t> verdicts;
   std::size_t brummayer_biere4 = 0;
   for (const fs::path& f : corpus_files(kSolvedFile)) {
