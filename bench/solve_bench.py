@@ -130,10 +130,27 @@ def solved(answer):
     return answer in ("sat", "unsat")
 
 
-def check_file(kora, solver, path, limit):
-    alone = run_alone(solver, path, limit)
-    kora_run = run_kora(kora, solver, path, limit)
+def median_run(runs):
+    """The run of median time; runs with different answers are all kept for checking."""
+    return sorted(runs, key=lambda r: r["seconds"])[len(runs) // 2]
+
+
+def check_file(kora, solver, path, limit, repeat=1):
+    alones, koras = [], []
+    for _ in range(repeat):
+        alones.append(run_alone(solver, path, limit))
+        koras.append(run_kora(kora, solver, path, limit))
+    alone = median_run(alones)
+    kora_run = median_run(koras)
     problems = []
+    for a in alones:
+        for k in koras:
+            if solved(a["answer"]) and solved(k["answer"]) and a["answer"] != k["answer"]:
+                problems.append("DISAGREEMENT in a repeated run: %s alone says %s, kora-solve "
+                                "says %s" % (solver, a["answer"], k["answer"]))
+    for k in koras:
+        if not (k["validated"] and k["confirmed"]) or k.get("crash"):
+            problems.append("A REPEATED RUN FAILED: %s %s" % (k["errors"], k["stderr"]))
     if solved(alone["answer"]) and solved(kora_run["answer"]) and \
             alone["answer"] != kora_run["answer"]:
         problems.append("DISAGREEMENT: %s alone says %s, kora-solve says %s"
@@ -248,6 +265,8 @@ def main():
     p.add_argument("--solvers", default="z3,cvc5,boolector",
                    help="comma-separated; those not installed are skipped")
     p.add_argument("--filter", default="", help="only files whose name contains this")
+    p.add_argument("--repeat", type=int, default=1,
+                   help="runs per file and solver; the median time is reported")
     p.add_argument("--out", help="write every run as JSON here")
     p.add_argument("--markdown", help="write the tables here")
     args = p.parse_args()
@@ -266,14 +285,15 @@ def main():
     rows = []
     for path in files:
         for solver in solvers:
-            row = check_file(args.kora_solve, solver, path, args.limit)
+            row = check_file(args.kora_solve, solver, path, args.limit, args.repeat)
             rows.append(row)
             print("%-60s %-9s alone %-14s kora %-14s elim %5d%s" % (
                 row["file"][:60], solver, show(row["alone"]["answer"], row["alone"]["seconds"]),
                 show(row["kora"]["answer"], row["kora"]["seconds"]), row["kora"]["eliminated"],
                 "".join("\n    !!! " + p for p in row["problems"])), file=sys.stderr, flush=True)
 
-    report = ["## kora-solve on %d files, limit %g s per run" % (len(files), args.limit)]
+    report = ["## kora-solve on %d files, limit %g s per run%s" % (
+        len(files), args.limit, "" if args.repeat == 1 else ", median of %d" % args.repeat)]
     report += family_tables(rows, args.limit)
     report += detail_table(rows)
     report += targets(rows)
