@@ -70,6 +70,10 @@ def run_alone(solver, path, limit):
         answer = "timeout"
     elif answer is None:
         answer = "error"
+    # A back end that cannot read the file (Boolector 1.5 refuses define-fun)
+    # has not solved it: its run counts at the limit, as a time-out does.
+    if answer == "error":
+        seconds = limit
     return {"answer": answer, "seconds": min(seconds, limit), "exit": code,
             "stderr": err.strip()[:300]}
 
@@ -264,9 +268,10 @@ def main():
                    help="seconds per run (default 20, or $KORA_SOLVE_LIMIT)")
     p.add_argument("--solvers", default="z3,cvc5,boolector",
                    help="comma-separated; those not installed are skipped")
-    p.add_argument("--filter", default="", help="only files whose name contains this")
+    p.add_argument("--filter", default="", help="only files whose name contains one of these (comma-separated)")
     p.add_argument("--repeat", type=int, default=1,
                    help="runs per file and solver; the median time is reported")
+    p.add_argument("--from-json", help="print the tables of an earlier run's --out file")
     p.add_argument("--out", help="write every run as JSON here")
     p.add_argument("--markdown", help="write the tables here")
     args = p.parse_args()
@@ -277,13 +282,21 @@ def main():
             solvers.append(s)
         else:
             print("skipping %s: not installed" % s, file=sys.stderr)
+    filters = args.filter.split(",")
     files = sorted(os.path.join(args.corpus, f) for f in os.listdir(args.corpus)
-                   if f.endswith(".smt2") and args.filter in f)
+                   if f.endswith(".smt2") and any(x in f for x in filters))
     print("%d files x %s, limit %g s per run" % (len(files), ",".join(solvers), args.limit),
           file=sys.stderr)
 
     rows = []
-    for path in files:
+    if args.from_json:
+        with open(args.from_json) as f:
+            rows = json.load(f)
+        files = sorted({r["file"] for r in rows})
+        for r in rows:
+            if r["alone"]["answer"] == "error":
+                r["alone"]["seconds"] = args.limit
+    for path in files if not args.from_json else []:
         for solver in solvers:
             row = check_file(args.kora_solve, solver, path, args.limit, args.repeat)
             rows.append(row)
@@ -299,7 +312,7 @@ def main():
     report += targets(rows)
     text = "\n".join(report) + "\n"
     print(text)
-    if args.out:
+    if args.out and not args.from_json:
         with open(args.out, "w") as f:
             json.dump(rows, f, indent=1)
     if args.markdown:
