@@ -175,6 +175,26 @@ TEST_P(SessionTest, DumpReducedWritesTheBackEndsScript) {
   EXPECT_EQ(dumped.substr(dumped.size() - 12), "(check-sat)\n");
 }
 
+// Only Boolector's script is written here; the printer orders the others'.
+TEST_P(SessionTest, DumpReducedDeclaresInDeclarationOrder) {
+  if (GetParam() != std::string("boolector")) GTEST_SKIP() << "the printer orders its declarations";
+  auto file = std::filesystem::temp_directory_path() /
+              ("kora_order_" + std::to_string(::getpid()) + ".smt2");
+  // a occurs first, b was declared first.
+  Outcome o = kora_solve({"--solver", GetParam(), "--no-elim", "--dump-reduced", file.string()},
+                         "(declare-fun b () (_ BitVec 8))(declare-fun a () (_ BitVec 8))"
+                         "(assert (bvult a b))(assert (bvult b #x05))(check-sat)");
+  EXPECT_EQ(o.out, "sat\n");
+  std::ifstream in(file);
+  std::string dumped((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::filesystem::remove(file);
+  auto b = dumped.find("(declare-fun b ");
+  auto a = dumped.find("(declare-fun a ");
+  ASSERT_NE(a, std::string::npos) << dumped;
+  ASSERT_NE(b, std::string::npos) << dumped;
+  EXPECT_LT(b, a) << dumped;
+}
+
 TEST_P(SessionTest, TimeoutAnswersUnknown) {
   // Factoring a 128-bit number: no solver answers within the limit.
   Outcome o = kora_solve({"--solver", GetParam(), "--timeout", "0.5"},
