@@ -2,7 +2,7 @@
 PRESET ?= dev
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build test run asan release bench format docs lint fuzz valgrind clean
+.PHONY: all deps configure build test run asan release bench format docs lint fuzz valgrind clean bench-solve
 
 all: build
 
@@ -62,6 +62,20 @@ bench: deps
 	  --out $(BENCH_DIR)/wide_inputs.json
 	python3 bench/numeral_memory_bench.py --kora-adhoc build/release/tools/kora-adhoc \
 	  --out $(BENCH_DIR)/numeral_memory.json
+
+# kora-solve against z3, cvc5 and boolector (those installed) on
+# ../shared/benchmarks/qf_bv, SOLVE_LIMIT seconds per run (bench/RESULTS.md);
+# SOLVE_ARGS passes more options (e.g. --repeat 3, --filter spear).
+# Not part of CI: the full run can take over an hour.
+SOLVE_LIMIT ?= 20
+SOLVE_ARGS ?=
+bench-solve: deps
+	cmake --preset release
+	cmake --build --preset release --target kora-solve -j $(JOBS)
+	mkdir -p $(BENCH_DIR)
+	python3 bench/solve_bench.py --kora-solve build/release/tools/kora-solve/kora-solve \
+	  --corpus ../shared/benchmarks/qf_bv --limit $(SOLVE_LIMIT) \
+	  --out $(BENCH_DIR)/solve.json --markdown $(BENCH_DIR)/solve.md $(SOLVE_ARGS)
 
 # clang-tidy and cppcheck over src/ and tools/ (scripts/lint.sh).
 lint: configure
