@@ -116,6 +116,19 @@ TEST_F(PrinterTest, ConstantNameUndoesTheManagersBars) {
   EXPECT_EQ(term(mgr.make_constant("let", bv8)), "|let|");
 }
 
+// A line break is legal between bars in SMT-LIB, so a name holding one is
+// printed with the byte itself and reads back as the same constant.
+TEST_F(PrinterTest, NamesWithLineBreaksPrintAsThemselvesAndReadBack) {
+  const Term* c = mgr.make_constant("two\nlines", bv8);
+  EXPECT_EQ(constant_name(c), "two\nlines");
+  EXPECT_EQ(term(c), "|two\nlines|");
+  const Term* a = mgr.make_equal(c, mgr.make_bv_number(3, 8));
+  test::ReadScript again = test::read_script_text(test::printed_script(mgr, {a}), &mgr, "p");
+  ASSERT_TRUE(again.errors.empty()) << again.errors.front();
+  ASSERT_EQ(again.assertions.size(), 1U);
+  EXPECT_EQ(again.assertions[0], a);
+}
+
 // --- Sorts and values ------------------------------------------------------------------
 
 TEST_F(PrinterTest, Sorts) {

@@ -121,6 +121,21 @@ TEST_F(Script, NamesAreGivenBackAsDeclared) {
   EXPECT_EQ(name_of(reader_->declared()[1]), "plain");
 }
 
+// Names with line breaks or control bytes are legal between bars; the term
+// layer keeps them escaped so that its own output stays on one line, and
+// name_of must give back the bytes that were declared.
+TEST_F(Script, NamesWithLineBreaksAndControlBytesAreGivenBackAsDeclared) {
+  const std::string nul_name("nul\0name", 8);
+  std::vector<Command> c =
+      read("(declare-const |two\nlines| Bool)(declare-const |" + nul_name + "| Bool)");
+  ASSERT_TRUE(errors_.empty()) << errors_.front();
+  ASSERT_EQ(reader_->declared().size(), 2U);
+  EXPECT_EQ(c[0].name, "two\nlines");
+  EXPECT_EQ(name_of(reader_->declared()[0]), "two\nlines");
+  EXPECT_EQ(c[1].name, nul_name);
+  EXPECT_EQ(name_of(reader_->declared()[1]), nul_name);
+}
+
 TEST_F(Script, LetBindsInParallelAndShadows) {
   const Term* t = last_term(
       "(declare-const x (_ BitVec 8))(declare-const y (_ BitVec 8))"

@@ -342,7 +342,7 @@ bool worth_naming(const Term* t) {
 std::string name_prefix(const std::vector<const Term*>& constants) {
   std::vector<bool> taken;
   for (const Term* c : constants) {
-    const std::string_view n = constant_name(c);
+    const std::string n = constant_name(c);
     if (n.size() < 3 || n[0] != 'k' || n[1] != '!') continue;
     std::size_t bangs = 1;
     while (bangs + 1 < n.size() && n[bangs + 1] == '!') ++bangs;
@@ -588,7 +588,7 @@ std::string logic_for(const SortUse& use) {
 }
 
 void check_unique_names(const std::vector<const Term*>& constants) {
-  std::unordered_map<std::string_view, const Term*> by_name;
+  std::unordered_map<std::string, const Term*> by_name;
   for (const Term* c : constants) {
     auto [it, fresh] = by_name.emplace(constant_name(c), c);
     if (fresh) continue;
@@ -680,10 +680,13 @@ std::string quote_symbol(std::string_view name) {
   return quoted;
 }
 
-std::string_view constant_name(const Term* constant) {
+std::string constant_name(const Term* constant) {
   std::string_view n = constant->get_symbol()->name();
-  if (n.size() >= 2 && n.front() == '|' && n.back() == '|') n = n.substr(1, n.size() - 2);
-  return n;
+  if (n.size() < 2 || n.front() != '|' || n.back() != '|') return std::string(n);
+  // The manager escapes line breaks and control characters between the bars
+  // so that its own output stays on one line; the name itself holds the bytes.
+  n = n.substr(1, n.size() - 2);
+  return unquote_smtlib_symbol(n).value_or(std::string(n));
 }
 
 void print_sort(std::ostream& os, const TermManager& /*mgr*/, const DataType* sort) {

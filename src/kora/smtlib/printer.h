@@ -43,8 +43,8 @@ struct PrintOptions {
 std::string quote_symbol(std::string_view name);
 
 // The name a declared constant was made with (the manager keeps it in its
-// printed form; this undoes the bars).
-std::string_view constant_name(const Term* constant);
+// printed form; this undoes the bars and the escapes between them).
+std::string constant_name(const Term* constant);
 
 // Bool, (_ BitVec W), (Array I E), or a declared sort's quoted name.
 void print_sort(std::ostream& os, const TermManager& mgr, const DataType* sort);

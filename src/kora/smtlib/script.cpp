@@ -4,6 +4,7 @@
 #include <limits>
 #include <string_view>
 
+#include "kora/smtlib/printer.h"
 #include "kora/smtlib/script_internal.h"
 
 namespace kora::smtlib {
@@ -343,12 +344,7 @@ std::string ScriptReader::message(const InputError& e) const {
 }
 
 std::string name_of(const Term* constant) {
-  // A name never holds a bar, so bars around it are always the quoting.
-  const std::string& printed = constant->get_symbol()->name();
-  if (printed.size() >= 2 && printed.front() == '|' && printed.back() == '|') {
-    return printed.substr(1, printed.size() - 2);
-  }
-  return printed;
+  return constant_name(constant);
 }
 
 }  // namespace kora::smtlib
