@@ -197,6 +197,7 @@ class Eliminator {
   const Term* with_current_args(const Term* t, const Term* old);
   // Decides t's current form and records it.
   void visit(const Term* t, const Term* old);
+  // Made at the first need: a pass that frees nothing late never pays.
   void index_parents();
   // A change to n can enable a rule at its parents: those not reached yet
   // see it when their turn comes, the others are looked at again.
@@ -234,6 +235,7 @@ class Eliminator {
   // The position being looked at; whether the first walk is still on.
   std::size_t at_ = 0;
   bool walking_ = false;
+  bool indexed_ = false;
   // Positions to look at again: below the current one in the next round,
   // above it in this one.
   std::vector<std::size_t> later_;
@@ -254,10 +256,8 @@ std::size_t Eliminator::pass() {
   form_.assign(size, nullptr);
   origin_.assign(size, nullptr);
   eliminated_.assign(size, false);
-  position_.assign(size, 0);
-  for (std::size_t i = 0; i < order_.size(); ++i) position_[order_[i]->id()] = i;
   compared_.clear();
-  index_parents();
+  indexed_ = false;
   const std::size_t before = out_.eliminated;
   walking_ = true;
   for (at_ = 0; at_ < order_.size(); ++at_) {
@@ -287,6 +287,10 @@ std::size_t Eliminator::pass() {
 }
 
 void Eliminator::index_parents() {
+  if (indexed_) return;
+  indexed_ = true;
+  position_.assign(mgr_.term_count() + 1, 0);
+  for (std::size_t i = 0; i < order_.size(); ++i) position_[order_[i]->id()] = i;
   first_parent_.assign(mgr_.term_count() + 2, 0);
   for (const Term* t : order_) {
     for (const Term* a : t->args()) ++first_parent_[a->id() + 1];
@@ -314,10 +318,12 @@ void Eliminator::visit(const Term* t, const Term* old) {
   form_[t->id()] = cur;
   ensure_slot(origin_, cur->id());
   origin_[cur->id()] = t;
-  if (cur != old) touch_parents(t);
+  // In the first walk the parents are all still ahead.
+  if (cur != old && !walking_) touch_parents(t);
 }
 
 void Eliminator::touch_parents(const Term* n) {
+  index_parents();
   if (n->id() + 1 >= first_parent_.size()) return;
   for (std::size_t i = first_parent_[n->id()]; i < first_parent_[n->id() + 1]; ++i) {
     const std::size_t p = position_[parents_[i]->id()];
