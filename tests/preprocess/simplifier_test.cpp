@@ -137,7 +137,8 @@ TEST_F(SimplifierTest, ComparisonWithANumeralBecomesAFreshBoolean) {
 }
 
 // x + (y * z) with x unconstrained drops the product, which leaves y with a
-// single occurrence under a negation that the first pass had already passed.
+// single occurrence under a negation that the walk had already passed: the
+// negation gets a second look in the same pass.
 TEST_F(SimplifierTest, LateUnconstrainedTermsAreFoundInALaterPass) {
   const Term* x = bv("x");
   const Term* y = bv("y");
@@ -149,7 +150,7 @@ TEST_F(SimplifierTest, LateUnconstrainedTermsAreFoundInALaterPass) {
   const std::vector<const Term*> original{a1, a2};
   EXPECT_FALSE(eliminable(mgr, original).empty());
   const auto s = simplify(mgr, original);
-  EXPECT_EQ(s.passes, 3u);
+  EXPECT_EQ(s.passes, 2u);  // the second finds nothing
   EXPECT_EQ(s.eliminated_by_op.at("bvnot"), 1u);
   EXPECT_EQ(s.eliminated_by_op.at("bvule"), 1u);
   EXPECT_TRUE(eliminable(mgr, s.assertions).empty());
@@ -166,6 +167,39 @@ TEST_F(SimplifierTest, LateUnconstrainedTermsAreFoundInALaterPass) {
   EXPECT_EQ(stats.unsolved, 0u);
   EXPECT_EQ(store.value_of(z), num(0));
   EXPECT_TRUE(preprocess::validate(store, original).empty());
+}
+
+// Level i is (= (bvadd (bvnot y_i) (bvmul y_i+1 k)) k), the levels asserted
+// deepest first. Only y_1 starts unconstrained; eliminating level i drops the
+// product, which leaves y_i+1 with one occurrence under a negation the walk
+// passed long before. Each level frees the next, in reverse walk order.
+TEST_F(SimplifierTest, CascadingEliminationsCostOneWalk) {
+  const Term* k = bv("k");
+  const auto cascade = [&](int depth) {
+    std::vector<const Term*> levels;
+    for (int i = depth; i >= 1; --i) {
+      const Term* next = app(Op::BVMul, {bv("y" + std::to_string(i + 1)), k});
+      const Term* y = bv("y" + std::to_string(i));
+      levels.push_back(mgr.make_equal(app(Op::BVAdd, {app(Op::BVNot, {y}), next}), k));
+    }
+    return levels;
+  };
+  for (const int depth : {1, 10, 100, 1000}) {
+    SCOPED_TRACE(depth);
+    const std::vector<const Term*> original = cascade(depth);
+    const auto s = simplify(mgr, original);
+    const auto n = static_cast<std::size_t>(depth);
+    EXPECT_EQ(s.eliminated, 3 * n);
+    EXPECT_EQ(s.eliminated_by_op.at("bvnot"), n);
+    EXPECT_EQ(s.eliminated_by_op.at("bvadd"), n);
+    EXPECT_EQ(s.eliminated_by_op.at("="), n);
+    EXPECT_TRUE(eliminable(mgr, s.assertions).empty());
+    // One walk that eliminates and one that confirms, at any depth; each of
+    // the four applications of a level is looked at no more than twice.
+    EXPECT_EQ(s.passes, 2u);
+    EXPECT_LE(s.visits, 2 * 4 * n);
+    EXPECT_GE(s.visits, 4 * n);
+  }
 }
 
 TEST_F(SimplifierTest, RulesThatDoNotApply) {

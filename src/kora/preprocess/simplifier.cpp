@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <functional>
+#include <queue>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "kora/numbers/qnumber.h"
@@ -150,7 +153,9 @@ Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrain
 // Runs the passes of simplify. Each pass starts from exact occurrence counts
 // and keeps them up to date as it removes edges; the terms it makes (rebuilt
 // parents, fresh constants, comparison expressions) get their entries in the
-// same tables.
+// same tables. A constant left with one occurrence, or a term that changes
+// form after its parents were passed, queues those parents for another look,
+// so a cascade of eliminations costs one walk rather than a pass per level.
 class Eliminator {
  public:
   Eliminator(TermManager& mgr, Simplified& out) : mgr_(mgr), out_(out) {}
@@ -187,9 +192,28 @@ class Eliminator {
       assertion_[cur->id()] = true;
     }
   }
-  const Term* with_current_args(const Term* t);
+  // t rebuilt over the current forms of its arguments; old is the form it
+  // had so far, whose place in the graph the result takes over.
+  const Term* with_current_args(const Term* t, const Term* old);
+  // Decides t's current form and records it.
+  void visit(const Term* t, const Term* old);
+  // Made at the first need: a pass that frees nothing late never pays.
+  void index_parents();
+  // A change to n can enable a rule at its parents: those not reached yet
+  // see it when their turn comes, the others are looked at again.
+  void touch_parents(const Term* n);
+  void look_again(const Term* p);
+  const Term* origin(const Term* t) const {
+    return t->id() < origin_.size() && origin_[t->id()] != nullptr ? origin_[t->id()] : t;
+  }
   const Term* eliminate(const Term* t, const Decision& d);
-  const Term* compare_replacement(const Term* t, const Decision& d, const Term* u);
+  // The expression over u that stands for t, with other as t's constrained
+  // side (at position 1 - side).
+  const Term* compare_replacement(const Term* t, std::size_t side, const Term* u,
+                                  const Term* other);
+  // Rebuilds the expression that replaced the comparison t over the current
+  // form of its constrained side.
+  void refresh_comparison(const Term* t);
   // Drops one occurrence of a; a term left with none drops its arguments'.
   void release(const Term* a);
   const Term* fresh_constant(const DataType* type);
@@ -199,6 +223,26 @@ class Eliminator {
   std::vector<std::size_t> count_;
   std::vector<bool> assertion_;
   std::vector<const Term*> form_;
+  // By term identifier: the term of the pass's graph a form stands for.
+  std::vector<const Term*> origin_;
+  std::vector<bool> eliminated_;
+  // The parents of each term of the pass's graph, by identifier ranges.
+  std::vector<std::size_t> first_parent_;
+  std::vector<const Term*> parents_;
+  // The pass's graph in post-order, and each term's position in it.
+  std::vector<const Term*> order_;
+  std::vector<std::size_t> position_;
+  // The position being looked at; whether the first walk is still on.
+  std::size_t at_ = 0;
+  bool walking_ = false;
+  bool indexed_ = false;
+  // Positions to look at again: below the current one in the next round,
+  // above it in this one.
+  std::vector<std::size_t> later_;
+  std::vector<std::size_t> above_;
+  // By identifier of a comparison of the pass's graph replaced by an
+  // expression: its fresh constant and unconstrained side.
+  std::unordered_map<std::uint64_t, std::pair<const Term*, std::size_t>> compared_;
   // Counted by operator while eliminating: naming them costs a string each.
   std::array<std::size_t, kOpCount> by_op_{};
 };
@@ -207,34 +251,112 @@ std::size_t Eliminator::pass() {
   Occurrences occ(out_.assertions);
   count_ = std::move(occ.count_);
   assertion_ = std::move(occ.assertion_);
-  form_.assign(mgr_.term_count() + 1, nullptr);
-  std::size_t made = 0;
-  for (const Term* t : occ.post_order()) {
-    if (t->arity() == 0) continue;
-    const Term* cur = with_current_args(t);
-    const Decision d = decide(mgr_, cur, [this](const Term* a) { return unconstrained(a); });
-    if (d.kind != Decision::Kind::None) {
-      cur = eliminate(cur, d);
-      ++made;
+  order_ = std::move(occ.order_);
+  const std::size_t size = mgr_.term_count() + 1;
+  form_.assign(size, nullptr);
+  origin_.assign(size, nullptr);
+  eliminated_.assign(size, false);
+  compared_.clear();
+  indexed_ = false;
+  const std::size_t before = out_.eliminated;
+  walking_ = true;
+  for (at_ = 0; at_ < order_.size(); ++at_) {
+    if (order_[at_]->arity() != 0) visit(order_[at_], order_[at_]);
+  }
+  walking_ = false;
+  // Each round looks again, bottom-up, at what the last one changed below
+  // it; a change above the current position joins the round itself.
+  while (!later_.empty()) {
+    std::priority_queue<std::size_t, std::vector<std::size_t>, std::greater<>> round(
+        std::greater<>{}, std::move(later_));
+    later_.clear();
+    bool first = true;
+    while (!round.empty()) {
+      const std::size_t i = round.top();
+      round.pop();
+      if (!first && i == at_) continue;  // queued twice
+      first = false;
+      at_ = i;
+      look_again(order_[i]);
+      for (const std::size_t above : above_) round.push(above);
+      above_.clear();
     }
-    ensure_slot(form_, t->id());
-    form_[t->id()] = cur;
   }
   for (const Term*& a : out_.assertions) a = form(a);
-  return made;
+  return out_.eliminated - before;
 }
 
-const Term* Eliminator::with_current_args(const Term* t) {
+void Eliminator::index_parents() {
+  if (indexed_) return;
+  indexed_ = true;
+  position_.assign(mgr_.term_count() + 1, 0);
+  for (std::size_t i = 0; i < order_.size(); ++i) position_[order_[i]->id()] = i;
+  first_parent_.assign(mgr_.term_count() + 2, 0);
+  for (const Term* t : order_) {
+    for (const Term* a : t->args()) ++first_parent_[a->id() + 1];
+  }
+  for (std::size_t i = 1; i < first_parent_.size(); ++i) first_parent_[i] += first_parent_[i - 1];
+  parents_.assign(first_parent_.back(), nullptr);
+  std::vector<std::size_t> next(first_parent_.begin(), first_parent_.end() - 1);
+  for (const Term* t : order_) {
+    for (const Term* a : t->args()) parents_[next[a->id()]++] = t;
+  }
+}
+
+void Eliminator::visit(const Term* t, const Term* old) {
+  ++out_.visits;
+  const Term* cur = with_current_args(t, old);
+  const Decision d = decide(mgr_, cur, [this](const Term* a) { return unconstrained(a); });
+  if (d.kind != Decision::Kind::None) {
+    cur = eliminate(cur, d);
+    eliminated_[t->id()] = true;
+    if (d.kind == Decision::Kind::Compare) {
+      compared_[t->id()] = {out_.trail.steps.back().fresh, d.side};
+    }
+  }
+  ensure_slot(form_, t->id());
+  form_[t->id()] = cur;
+  ensure_slot(origin_, cur->id());
+  origin_[cur->id()] = t;
+  // In the first walk the parents are all still ahead.
+  if (cur != old && !walking_) touch_parents(t);
+}
+
+void Eliminator::touch_parents(const Term* n) {
+  index_parents();
+  if (n->id() + 1 >= first_parent_.size()) return;
+  for (std::size_t i = first_parent_[n->id()]; i < first_parent_[n->id() + 1]; ++i) {
+    const std::size_t p = position_[parents_[i]->id()];
+    if (p <= at_) {
+      later_.push_back(p);
+    } else if (!walking_) {
+      above_.push_back(p);
+    }
+  }
+}
+
+void Eliminator::look_again(const Term* p) {
+  const Term* old = form_[p->id()];
+  if (old == nullptr || (count(old) == 0 && !is_assertion(old))) return;
+  if (!eliminated_[p->id()]) {
+    visit(p, old);
+  } else if (compared_.count(p->id()) != 0) {
+    // The expression that replaced it still holds its other side.
+    refresh_comparison(p);
+  }
+}
+
+const Term* Eliminator::with_current_args(const Term* t, const Term* old) {
   std::vector<const Term*> args;
   args.reserve(t->arity());
   bool changed = false;
-  for (const Term* a : t->args()) {
-    args.push_back(form(a));
-    changed = changed || args.back() != a;
+  for (std::size_t i = 0; i < t->arity(); ++i) {
+    args.push_back(form(t->arg(i)));
+    changed = changed || args.back() != old->arg(i);
   }
-  if (!changed) return t;
+  if (!changed) return old;
   const Term* cur = mgr_.make_term(t->get_symbol(), args);
-  inherit(t, cur);
+  inherit(old, cur);
   return cur;
 }
 
@@ -245,7 +367,7 @@ const Term* Eliminator::eliminate(const Term* t, const Decision& d) {
     inherit(t, u);
     for (const Term* a : t->args()) release(a);
   } else {
-    replacement = compare_replacement(t, d, u);
+    replacement = compare_replacement(t, d.side, u, t->arg(1 - d.side));
     count(u) = 1;
     inherit(t, replacement);
     release(t->arg(d.side));
@@ -259,11 +381,11 @@ const Term* Eliminator::eliminate(const Term* t, const Decision& d) {
 // x <= t: (u or t = MAX); x < t: (u and t != MIN); t <= x: (u or t = MIN);
 // t < x: (u and t != MAX). Whatever t is, some x gives the comparison the
 // value of the replacement, and u is free to take either value where x can.
-const Term* Eliminator::compare_replacement(const Term* t, const Decision& d, const Term* u) {
+const Term* Eliminator::compare_replacement(const Term* t, std::size_t side, const Term* u,
+                                            const Term* other) {
   const Op op = t->get_symbol()->op();
   const bool strict = op == Op::BVUlt || op == Op::BVSlt;
-  const Term* other = t->arg(1 - d.side);
-  const Term* end = mgr_.make_bv_number(comparison_end(t, d.side), other->type()->width());
+  const Term* end = mgr_.make_bv_number(comparison_end(t, side), other->type()->width());
   const Term* eq = mgr_.make_equal(other, end);
   // The new terms count as occurring once more than they may: a count too
   // high only ever holds an elimination back.
@@ -272,6 +394,18 @@ const Term* Eliminator::compare_replacement(const Term* t, const Decision& d, co
   const Term* ne = mgr_.make_not(eq);
   ++count(ne);
   return mgr_.make_and(u, ne);
+}
+
+void Eliminator::refresh_comparison(const Term* t) {
+  const auto [u, side] = compared_.at(t->id());
+  const Term* old = form_[t->id()];
+  const Term* cur = compare_replacement(t, side, u, form(t->arg(1 - side)));
+  if (cur == old) return;
+  inherit(old, cur);
+  form_[t->id()] = cur;
+  ensure_slot(origin_, cur->id());
+  origin_[cur->id()] = t;
+  touch_parents(t);
 }
 
 void Eliminator::release(const Term* a) {
@@ -284,6 +418,9 @@ void Eliminator::release(const Term* a) {
     // An assertion stays in the graph without parents.
     if (--c == 0 && !is_assertion(b)) {
       for (const Term* child : b->args()) stack.push_back(child);
+    } else if (c == 1 && b->get_symbol()->op() == Op::Constant) {
+      // Its one remaining parent may have been passed already.
+      touch_parents(origin(b));
     }
   }
 }
@@ -339,8 +476,9 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
   Simplified out;
   out.assertions = assertions;
   Eliminator eliminator(mgr, out);
-  // A pass catches everything whose parents come after it; a term made
-  // unconstrained by a later elimination waits for the next pass.
+  // Within a pass, a term made unconstrained after its parent was passed
+  // sends that parent back through the rules, so the next pass normally
+  // only confirms the fixed point.
   do {
     ++out.passes;
   } while (eliminator.pass() != 0);

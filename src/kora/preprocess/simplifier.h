@@ -67,8 +67,12 @@ struct Simplified {
   // Eliminations by the SMT-LIB name of the replaced term's operator.
   std::map<std::string, std::size_t> eliminated_by_op;
   std::size_t eliminated = 0;
-  // Bottom-up passes made until one eliminated nothing.
+  // Bottom-up passes made until one eliminated nothing: normally two, the
+  // second confirming the fixed point.
   std::size_t passes = 0;
+  // Applications put through the rules, second looks included: each term of
+  // the graph a bounded number of times, however deep eliminations cascade.
+  std::size_t visits = 0;
 };
 
 // Eliminates unconstrained terms from the assertions to a fixed point: in
