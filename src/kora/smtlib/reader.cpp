@@ -87,11 +87,16 @@ std::string source_text(const Node& root) {
   return out;
 }
 
-Node* Reader::make(Node::Kind kind, Position pos, std::string text, bool quoted) {
-  Node& n = nodes_.emplace_back();
+Node* Reader::make(Node::Kind kind, Position pos, std::string&& text, bool quoted) {
+  Node& n = used_ < nodes_.size() ? nodes_[used_] : nodes_.emplace_back();
+  ++used_;
   n.kind = kind;
   n.pos = pos;
-  n.text = std::move(text);
+  n.end = Position{};
+  // Assigning keeps the capacity that a reused node's text already has; the
+  // token's own text is short enough to sit in the string's inline buffer.
+  n.text.assign(text);
+  n.children.clear();
   n.quoted = quoted;
   return &n;
 }
@@ -106,7 +111,7 @@ void Reader::skip(std::size_t depth) {
 }
 
 std::optional<const Node*> Reader::next() {
-  nodes_.clear();
+  used_ = 0;
   Token tok = lexer_.next();
   switch (tok.kind) {
     case TokenKind::End:
@@ -120,9 +125,10 @@ std::optional<const Node*> Reader::next() {
     default:
       // Stray tokens are reported one by one rather than skipped up to the
       // next '(': an interactive user gets the answer without typing more.
-      throw InputError(tok.pos,
-                       "expected '(' to start a command, got '" +
-                           describe(*make(kind_of(tok.kind), tok.pos, tok.text, tok.quoted)) + "'");
+      throw InputError(
+          tok.pos,
+          "expected '(' to start a command, got '" +
+              describe(*make(kind_of(tok.kind), tok.pos, std::move(tok.text), tok.quoted)) + "'");
   }
 
   Node* root = make(Node::Kind::List, tok.pos);

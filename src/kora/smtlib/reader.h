@@ -69,12 +69,17 @@ class Reader {
   std::optional<const Node*> next();
 
  private:
-  Node* make(Node::Kind kind, Position pos, std::string text = {}, bool quoted = false);
+  Node* make(Node::Kind kind, Position pos, std::string&& text = {}, bool quoted = false);
   // Skips tokens until the list that was open at depth `depth` is closed.
   void skip(std::size_t depth);
 
   Lexer lexer_;
+  // Nodes are kept from one command to the next and handed out again, with
+  // the capacity of their text and child vector: allocating and freeing each
+  // command's tree was a sixth of the time of reading a large file. A deque
+  // never moves its elements, so the tree's pointers stay valid as it grows.
   std::deque<Node> nodes_;
+  std::size_t used_ = 0;
   std::optional<Token> pending_;
 };
 

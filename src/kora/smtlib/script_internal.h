@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -31,18 +31,21 @@ struct Binding {
 
 // Names with shadowing: each name has a stack of bindings, and an undo log
 // lets any number of them be taken back in one step. The innermost binding
-// lives in the table's node itself and only shadowed ones in a vector, so
-// looking a name up (once per symbol of the input) touches one node, and
-// declaring a name allocates nothing beyond it.
+// lives in the name's entry itself and only shadowed ones in a vector, so
+// declaring a name allocates nothing beyond its entry. Looking a name up
+// happens once per symbol of the input, in files that declare thousands of
+// names: an open-addressing index of (hash, entry) cells finds the entry with
+// one probe of a flat array and one visit of the entry, where a node-based
+// map visits a bucket and then a chain of nodes.
 template <class T>
 class ScopedTable {
  public:
   const T* find(const std::string& name) const {
-    auto it = table_.find(name);
-    return it == table_.end() || it->second.size == 0 ? nullptr : &it->second.top;
+    const Entry* e = lookup(name, std::hash<std::string>{}(name));
+    return e == nullptr || e->slot.size == 0 ? nullptr : &e->slot.top;
   }
   void bind(const std::string& name, T value) {
-    Slot& slot = table_[name];
+    Slot& slot = entry(name).slot;
     if (slot.size++ > 0) slot.below.push_back(std::move(slot.top));
     slot.top = std::move(value);
     undo_.push_back(&slot);
@@ -61,7 +64,8 @@ class ScopedTable {
     }
   }
   void clear() {
-    table_.clear();
+    cells_.clear();
+    entries_.clear();
     undo_.clear();
   }
 
@@ -71,8 +75,51 @@ class ScopedTable {
     T top{};
     std::vector<T> below;  // the shadowed ones, innermost last
   };
-  std::unordered_map<std::string, Slot> table_;
-  // Slots of an unordered_map's nodes stay where they are on rehashing.
+  struct Entry {
+    std::string name;
+    std::size_t hash = 0;
+    Slot slot;
+  };
+  struct Cell {
+    std::size_t hash = 0;
+    Entry* entry = nullptr;  // null: empty
+  };
+
+  Entry* lookup(const std::string& name, std::size_t hash) const {
+    if (cells_.empty()) return nullptr;
+    const std::size_t mask = cells_.size() - 1;
+    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+      const Cell& c = cells_[i];
+      if (c.entry == nullptr) return nullptr;
+      if (c.hash == hash && c.entry->name == name) return c.entry;
+    }
+  }
+  Entry& entry(const std::string& name) {
+    const std::size_t hash = std::hash<std::string>{}(name);
+    if (Entry* e = lookup(name, hash)) return *e;
+    // At most half full, so that probe sequences stay short.
+    if (2 * (entries_.size() + 1) > cells_.size()) grow();
+    Entry& e = entries_.emplace_back();
+    e.name = name;
+    e.hash = hash;
+    place(&e);
+    return e;
+  }
+  void place(Entry* e) {
+    const std::size_t mask = cells_.size() - 1;
+    std::size_t i = e->hash & mask;
+    while (cells_[i].entry != nullptr) i = (i + 1) & mask;
+    cells_[i] = Cell{e->hash, e};
+  }
+  void grow() {
+    cells_.assign(cells_.empty() ? 64 : 2 * cells_.size(), Cell{});
+    for (Entry& e : entries_) place(&e);
+  }
+
+  std::vector<Cell> cells_;  // a power of two of them
+  // A deque never moves its entries, so cells and the undo log can point
+  // into it.
+  std::deque<Entry> entries_;
   std::vector<Slot*> undo_;
 };
 
