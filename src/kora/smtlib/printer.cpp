@@ -346,7 +346,7 @@ std::string name_prefix(const std::vector<const Term*>& constants) {
     if (n.size() < 3 || n[0] != 'k' || n[1] != '!') continue;
     std::size_t bangs = 1;
     while (bangs + 1 < n.size() && n[bangs + 1] == '!') ++bangs;
-    const std::string_view digits = n.substr(bangs + 1);
+    const std::string_view digits = std::string_view(n).substr(bangs + 1);
     if (digits.empty() ||
         !std::all_of(digits.begin(), digits.end(), [](char d) { return d >= '0' && d <= '9'; })) {
       continue;
