@@ -340,7 +340,7 @@ void Eliminator::look_again(const Term* p) {
   if (old == nullptr || (count(old) == 0 && !is_assertion(old))) return;
   if (!eliminated_[p->id()]) {
     visit(p, old);
-  } else if (compared_.count(p->id()) != 0) {
+  } else if (compared_.contains(p->id())) {
     // The expression that replaced it still holds its other side.
     refresh_comparison(p);
   }
