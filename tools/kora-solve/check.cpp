@@ -66,6 +66,25 @@ std::string script_of(const TermManager& mgr, const std::vector<const Term*>& as
   return script.str();
 }
 
+// The script for the back end printed from the written forms, or the
+// printer's when they cannot say the reduced problem.
+std::string script_of(TermManager& mgr, const std::vector<const Term*>& original,
+                      const preprocess::Simplified& reduced, const WrittenInput* written,
+                      const Backend& backend) {
+  if (written != nullptr && written->forms.size() == original.size()) {
+    std::vector<smtlib::WrittenAssertion> assertions;
+    assertions.reserve(original.size());
+    for (std::size_t i = 0; i < original.size(); ++i) {
+      assertions.push_back({original[i], written->forms[i], reduced.assertions[i]});
+    }
+    auto image = [&reduced](const Term* t) { return preprocess::image_of(reduced, t); };
+    std::optional<std::string> script = smtlib::print_written_script(
+        mgr, written->declared, constants_of(reduced.assertions), assertions, image);
+    if (script) return std::move(*script);
+  }
+  return script_of(mgr, reduced.assertions, backend);
+}
+
 void dump(const std::string& file, const std::string& script) {
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
   out << script << "(check-sat)\n";
@@ -76,13 +95,15 @@ void dump(const std::string& file, const std::string& script) {
 class Round {
  public:
   Round(TermManager& mgr, const Backend& backend, const std::vector<const Term*>& assertions,
-        const CheckOptions& options, std::ostream& log, CheckResult& result)
+        const CheckOptions& options, std::ostream& log, CheckResult& result,
+        const WrittenInput* written)
       : mgr_(mgr),
         backend_(backend),
         assertions_(assertions),
         options_(options),
         log_(log),
-        result_(result) {}
+        result_(result),
+        written_(options.written_form ? written : nullptr) {}
 
   // False when the back end's model, rebuilt, does not satisfy the assertions.
   bool run(bool eliminate) {
@@ -100,7 +121,7 @@ class Round {
     std::vector<ValueRequest> requests;
     requests.reserve(constants.size());
     for (const Term* c : constants) requests.push_back(request_for(mgr_, c));
-    std::string script = script_of(mgr_, reduced.assertions, backend_);
+    std::string script = script_of(mgr_, assertions_, reduced, written_, backend_);
     if (!options_.dump_reduced.empty()) dump(options_.dump_reduced, script);
     stats.simplify_seconds += watch.lap();
 
@@ -152,6 +173,7 @@ class Round {
   const CheckOptions& options_;
   std::ostream& log_;
   CheckResult& result_;
+  const WrittenInput* written_;
 };
 
 std::string seconds(double s) {
@@ -179,11 +201,11 @@ std::vector<const Term*> constants_of(const std::vector<const Term*>& terms) {
 
 CheckResult check_sat(TermManager& mgr, const Backend& backend,
                       const std::vector<const Term*>& assertions, const CheckOptions& options,
-                      std::ostream& log) {
+                      std::ostream& log, const WrittenInput* written) {
   CheckResult result;
   result.stats.assertions = assertions.size();
   result.stats.terms = preprocess::Occurrences(assertions).post_order().size();
-  Round round(mgr, backend, assertions, options, log, result);
+  Round round(mgr, backend, assertions, options, log, result, written);
   // A model that fails validation is a defect of the elimination: the
   // answer then comes from the problem as it was given.
   bool valid = round.run(options.eliminate);

@@ -10,6 +10,7 @@
 
 #include "kora-solve/backend.h"
 #include "kora/model/model_store.h"
+#include "kora/smtlib/written.h"
 #include "kora/terms/term_manager.h"
 
 namespace kora::solve {
@@ -20,6 +21,15 @@ struct CheckOptions {
   bool check_models = false;      // confirm each model with a fresh back end
   std::string dump_reduced;       // file for the script sent to the back end
   int verbosity = 0;              // the model store's log level
+  // Print the back end's script from the assertions as written (where they
+  // have written forms) rather than with the term printer alone.
+  bool written_form = true;
+};
+
+// The assertions as the user wrote them, for the back end's script.
+struct WrittenInput {
+  std::vector<const Term*> declared;              // in declaration order
+  std::vector<const smtlib::WrittenTerm*> forms;  // per assertion; null: none
 };
 
 // What one check-sat did, for --stats.
@@ -50,9 +60,10 @@ struct CheckResult {
 // left, rebuilds the eliminated values and validates the model against the
 // assertions, solving again without elimination when it is not valid.
 // The model store logs to log. Throws BackendError and BackendMissing.
+// written, when given, is how the assertions were written.
 CheckResult check_sat(TermManager& mgr, const Backend& backend,
                       const std::vector<const Term*>& assertions, const CheckOptions& options,
-                      std::ostream& log);
+                      std::ostream& log, const WrittenInput* written = nullptr);
 
 // The --stats line (without a newline).
 std::string stats_line(Status status, const CheckStats& stats);

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: kora-solve [--solver NAME] [--no-elim] [--timeout S] [--stats] [--check-models]\n"
-    "                  [--dump-reduced FILE] [-v N] [FILE]\n";
+    "                  [--dump-reduced FILE] [--print-form written|kora] [-v N] [FILE]\n";
 
 constexpr const char* kHelp = R"(
 Solves an SMT-LIB 2 script over Booleans and bit-vectors (logic QF_BV) with an
@@ -38,6 +38,9 @@ Options:
   --check-models       have a fresh solver confirm each rebuilt model
   --dump-reduced FILE  write the script sent to the solver for the last
                        check-sat
+  --print-form FORM    how that script is printed: written (default) keeps
+                       the assertions' own text wherever nothing in them was
+                       eliminated; kora prints every term with kora's printer
   -v N, --verbosity N  the model store's log level (2: every rebuilt value)
   --help               print this help and exit
   --version            print the version and exit
@@ -90,6 +93,11 @@ bool apply(Parsed& p, const std::string& option, const std::string& value, std::
       problem = "--timeout needs a positive number of seconds, got '" + value + "'";
   } else if (option == "--dump-reduced") {
     p.session.check.dump_reduced = value;
+  } else if (option == "--print-form") {
+    p.session.check.written_form = value == "written";
+    if (value != "written" && value != "kora") {
+      problem = "--print-form needs 'written' or 'kora', got '" + value + "'";
+    }
   } else {
     auto level = parse_level(value);
     if (level) p.session.check.verbosity = *level;
@@ -100,7 +108,7 @@ bool apply(Parsed& p, const std::string& option, const std::string& value, std::
 
 bool takes_value(const std::string& option) {
   return option == "--solver" || option == "--timeout" || option == "--dump-reduced" ||
-         option == "-v" || option == "--verbosity";
+         option == "--print-form" || option == "-v" || option == "--verbosity";
 }
 
 }  // namespace

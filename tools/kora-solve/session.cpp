@@ -34,6 +34,7 @@ Session::Session(const Backend& backend, SessionOptions options, std::ostream& o
 
 int Session::run(std::istream& in, const std::string& file_name) {
   smtlib::ScriptReader reader(in, &mgr_, file_name);
+  reader.keep_written(options_.check.written_form);
   for (;;) {
     auto start = Clock::now();
     std::optional<smtlib::Command> c;
@@ -67,12 +68,13 @@ void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& read
       return set_option(c);
     case Kind::Assert:
       assertions_.push_back(c.term);
+      forms_.push_back(c.form);
       answered_ = false;
       return success();
     case Kind::CheckSat:
-      return check({});
+      return check({}, reader);
     case Kind::CheckSatAssuming:
-      return check(c.terms);
+      return check(c.terms, reader);
     case Kind::GetModel:
       if (need_model()) {
         smtlib::print_model(out_, mgr_, reader.declared(), *model_);
@@ -95,11 +97,13 @@ void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& read
       success();
       pop(scopes_.size());
       assertions_.clear();
+      forms_.clear();
       print_success_ = false;
       return;
     case Kind::ResetAssertions:
       pop(scopes_.size());
       assertions_.clear();
+      forms_.clear();
       return success();
     case Kind::Echo:
       out_ << quoted(c.name) << '\n';
@@ -113,20 +117,26 @@ void Session::pop(std::size_t levels) {
   // The reader has already refused a pop of more levels than are open.
   for (std::size_t i = 0; i < levels && !scopes_.empty(); ++i) {
     assertions_.resize(scopes_.back());
+    forms_.resize(scopes_.back());
     scopes_.pop_back();
   }
   answered_ = false;
 }
 
-void Session::check(const std::vector<const Term*>& assumptions) {
+void Session::check(const std::vector<const Term*>& assumptions,
+                    const smtlib::ScriptReader& reader) {
   std::vector<const Term*> all = assertions_;
   all.insert(all.end(), assumptions.begin(), assumptions.end());
+  WrittenInput written{reader.declared(), {}};
+  written.forms.reserve(all.size());
+  for (const auto& f : forms_) written.forms.push_back(f.get());
+  written.forms.resize(all.size(), nullptr);  // assumptions: printed by the term printer
   model_.reset();
   answered_ = true;
   status_ = Status::Unknown;
   CheckResult result;
   try {
-    result = check_sat(mgr_, backend_, all, options_.check, err_);
+    result = check_sat(mgr_, backend_, all, options_.check, err_, &written);
   } catch (const BackendMissing&) {
     throw;
   } catch (const std::exception& e) {

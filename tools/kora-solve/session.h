@@ -32,7 +32,7 @@ class Session {
 
  private:
   void execute(const smtlib::Command& c, const smtlib::ScriptReader& reader);
-  void check(const std::vector<const Term*>& assumptions);
+  void check(const std::vector<const Term*>& assumptions, const smtlib::ScriptReader& reader);
   void set_option(const smtlib::Command& c);
   void get_info(const std::string& keyword);
   void get_value(const smtlib::Command& c);
@@ -49,6 +49,8 @@ class Session {
   std::ostream& err_;
   TermManager mgr_;
   std::vector<const Term*> assertions_;
+  // How each assertion was written (null: not kept).
+  std::vector<std::shared_ptr<const smtlib::WrittenTerm>> forms_;
   std::vector<std::size_t> scopes_;  // size of assertions_ at each push
   std::unique_ptr<ModelStore> model_;
   bool answered_ = false;  // a check-sat was answered since the assertions last changed

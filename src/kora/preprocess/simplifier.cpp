@@ -163,6 +163,8 @@ class Eliminator {
   // eliminations made.
   std::size_t pass();
   // Fills the result's counts by operator name.
+  // Carries the images of the original terms through this pass's forms.
+  void compose_images();
   void name_counts() const {
     for (std::size_t op = 0; op < kOpCount; ++op) {
       if (by_op_[op] != 0) out_.eliminated_by_op[op_name(static_cast<Op>(op))] += by_op_[op];
@@ -282,8 +284,20 @@ std::size_t Eliminator::pass() {
       above_.clear();
     }
   }
+  compose_images();
   for (const Term*& a : out_.assertions) a = form(a);
   return out_.eliminated - before;
+}
+
+void Eliminator::compose_images() {
+  std::vector<const Term*>& images = out_.images;
+  for (const Term*& i : images) {
+    if (i != nullptr) i = form(i);
+  }
+  for (const Term* t : order_) {
+    ensure_slot(images, t->id());
+    if (images[t->id()] == nullptr && form(t) != t) images[t->id()] = form(t);
+  }
 }
 
 void Eliminator::index_parents() {
@@ -484,6 +498,10 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
   } while (eliminator.pass() != 0);
   eliminator.name_counts();
   return out;
+}
+
+const Term* image_of(const Simplified& s, const Term* t) {
+  return t->id() < s.images.size() && s.images[t->id()] != nullptr ? s.images[t->id()] : t;
 }
 
 std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions) {

@@ -73,7 +73,15 @@ struct Simplified {
   // Applications put through the rules, second looks included: each term of
   // the graph a bounded number of times, however deep eliminations cascade.
   std::size_t visits = 0;
+  // By term identifier, where a term of the original assertions' graph went
+  // (the passes' forms composed); null where it stayed itself. See image_of.
+  std::vector<const Term*> images;
 };
+
+// The term that t became in the reduced problem: the image of an original
+// assertion is its reduced assertion; a term that nothing under it changed
+// is its own image. Terms outside the original graph are their own images.
+const Term* image_of(const Simplified& s, const Term* t);
 
 // Eliminates unconstrained terms from the assertions to a fixed point: in
 // the result no rule applies any more.

@@ -89,7 +89,7 @@ std::string source_text(const Node& root) {
 
 Node* Reader::make(Node::Kind kind, Position pos, std::string&& text, bool quoted) {
   Node& n = used_ < nodes_.size() ? nodes_[used_] : nodes_.emplace_back();
-  ++used_;
+  n.index = used_++;
   n.kind = kind;
   n.pos = pos;
   n.end = Position{};

@@ -33,6 +33,10 @@ struct Node {
   bool quoted = false;  // a |quoted| symbol
   Position pos;         // of the token, or of the '(' of a list
   Position end;         // of the ')' of a list
+  // Order of creation within its command: the nodes of a command are made in
+  // source order, so this numbers them in pre-order and a subtree's nodes
+  // are consecutive.
+  std::size_t index = 0;
   std::string text;
   std::vector<const Node*> children;
 

@@ -65,6 +65,7 @@ std::optional<Command> ScriptReader::Impl::next() {
     sorts_.restore(sorts);
     pending_.clear();
     in_function_ = false;
+    noting_ = false;
     throw;
   }
 }
@@ -121,7 +122,18 @@ Command ScriptReader::Impl::command(const Node& cmd) {
   } else if (name == "assert") {
     expect_arguments(cmd, 1, "(assert TERM)");
     out.kind = Kind::Assert;
+    if (keep_written_) {
+      noting_ = true;
+      if (++note_stamp_ == 0) {  // forget every old note
+        notes_.clear();
+        note_stamp_ = 1;
+      }
+    }
     out.term = term(*c[1], mgr_->bool_type());
+    if (noting_) {
+      out.form = written_form(*c[1]);
+      noting_ = false;
+    }
   } else if (name == "check-sat-assuming") {
     expect_arguments(cmd, 1, "(check-sat-assuming (LITERAL ...))");
     out.kind = Kind::CheckSatAssuming;
@@ -222,7 +234,7 @@ void ScriptReader::Impl::define_fun(const Node& cmd, Command& out) {
   names_.restore(mark);
   if (f.params.empty()) {
     out.term = f.body;
-    names_.bind(name, {f.body, nullptr});
+    names_.bind(name, {f.body, nullptr, WrittenTerm::Role::Defined});
     return;
   }
   functions_.push_back(std::move(f));
@@ -325,6 +337,10 @@ ScriptReader::~ScriptReader() = default;
 
 std::optional<Command> ScriptReader::next() {
   return impl_->next();
+}
+
+void ScriptReader::keep_written(bool on) {
+  impl_->keep_written_ = on;
 }
 
 const std::vector<const Term*>& ScriptReader::declared() const {

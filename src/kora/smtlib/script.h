@@ -14,6 +14,8 @@
 
 namespace kora::smtlib {
 
+struct WrittenTerm;
+
 // Expanding defined functions can make a term graph exponential in the
 // script's length (each level calling the last with two different
 // arguments), so one command may visit at most this many terms while it
@@ -58,6 +60,8 @@ struct Command {
   std::vector<const Term*> terms;    // get-value, check-sat-assuming
   std::vector<std::string> written;  // get-value: each term as written, on one line
   std::size_t count = 0;             // push, pop: the number of levels
+  // assert, when the reader keeps written forms: the term as written.
+  std::shared_ptr<const WrittenTerm> form;
 };
 
 // Reads a standard QF_BV script command by command and elaborates its terms
@@ -80,6 +84,11 @@ class ScriptReader {
   // unsupported command throws InputError once it has been skipped and
   // undone; the caller reports it (see message()) and calls next() again.
   std::optional<Command> next();
+
+  // Whether each assert from now on also gives its written form
+  // (Command::form; written.h). Off by default: it costs memory in
+  // proportion to the asserted text.
+  void keep_written(bool on);
 
   // Declared constants in scope, in declaration order (for get-model).
   const std::vector<const Term*>& declared() const;

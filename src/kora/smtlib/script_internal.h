@@ -12,6 +12,7 @@
 
 #include "kora/smtlib/operators.h"
 #include "kora/smtlib/script.h"
+#include "kora/smtlib/written.h"
 
 namespace kora::smtlib {
 
@@ -27,6 +28,21 @@ struct Function {
 struct Binding {
   const Term* term = nullptr;
   const Function* function = nullptr;
+  // For written forms: whether a term name is a declared constant (Plain), a
+  // let variable bound by the (NAME VALUE) node numbered `binder` of the
+  // current command, or a defined or :named name.
+  WrittenTerm::Role role = WrittenTerm::Role::Plain;
+  std::size_t binder = 0;
+};
+
+// What the reader learnt about one node of an asserted term while it
+// elaborated it, by the node's index; valid where stamp is the command's.
+struct Note {
+  const Term* term = nullptr;
+  WrittenTerm::Role role = WrittenTerm::Role::Text;
+  std::size_t binder = 0;
+  OperatorHead head{};
+  std::uint32_t stamp = 0;
 };
 
 // Names with shadowing: each name has a stack of bindings, and an undo log
@@ -134,6 +150,8 @@ class ScriptReader::Impl {
   std::vector<const Term*> declared_;
   std::vector<std::pair<std::string, const Term*>> named_;
   std::size_t depth_ = 0;
+  // Whether asserts keep their written forms.
+  bool keep_written_ = false;
 
  private:
   // How far each table reached when a level was opened; count levels were
@@ -173,6 +191,11 @@ class ScriptReader::Impl {
   const Term* substitute(const Function& f, const Node& app, const std::vector<const Term*>& args);
   void annotate(const Node& n, const Term* t);
   void commit_named();
+  // Written forms (written.cpp): what the walk learnt about node n, while
+  // an assert keeping its written form is read.
+  void note(const Node& n, const Term* t, WrittenTerm::Role role, std::size_t binder = 0,
+            const OperatorHead* head = nullptr);
+  std::shared_ptr<const WrittenTerm> written_form(const Node& root);
 
   Reader reader_;
   TermManager* mgr_;
@@ -188,6 +211,10 @@ class ScriptReader::Impl {
   bool in_function_ = false;
   // Terms visited by expansions in the current command.
   std::size_t expansion_steps_ = 0;
+  // The notes of the assert being read, by node index, while noting_.
+  bool noting_ = false;
+  std::vector<Note> notes_;
+  std::uint32_t note_stamp_ = 0;
   // substitute's memo by term identifier, valid where stamps_ holds stamp_.
   std::vector<const Term*> memo_;
   std::vector<std::uint32_t> stamps_;

@@ -125,8 +125,14 @@ const Term* ScriptReader::Impl::elaborate(const Node& root) {
 void ScriptReader::Impl::Walk::eval(const Node& n) {
   if (n.is_symbol()) {
     results_.push_back(impl_.symbol(n));
+    if (impl_.noting_) {
+      const Binding* b = impl_.names_.find(n.text);
+      impl_.note(n, results_.back(), b != nullptr ? b->role : WrittenTerm::Role::Plain,
+                 b != nullptr ? b->binder : 0);
+    }
   } else if (!n.is_list()) {
     results_.push_back(atom(*impl_.mgr_, n));
+    if (impl_.noting_) impl_.note(n, results_.back(), WrittenTerm::Role::Plain);
   } else if (n.children.empty()) {
     throw InputError(n.pos, "expected a term, got '()'");
   } else if (!special_form(n)) {
@@ -139,6 +145,7 @@ bool ScriptReader::Impl::Walk::special_form(const Node& n) {
   const Node& h = *n.children[0];
   if (h.is_reserved("_")) {
     results_.push_back(indexed_constant(*impl_.mgr_, n, kDialect));
+    if (impl_.noting_) impl_.note(n, results_.back(), WrittenTerm::Role::Plain);
   } else if (h.is_reserved("as")) {
     if (n.children.size() != 3) {
       throw InputError(n.pos, "expected a qualified identifier (as NAME SORT), got " + quote(n));
@@ -205,18 +212,24 @@ void ScriptReader::Impl::Walk::resume(const Frame& f) {
   switch (f.step) {
     case Step::Apply:
       finish(f.base, apply_operator(*impl_.mgr_, f.head, n, values(f.base)));
+      if (impl_.noting_) {
+        impl_.note(n, results_.back(), WrittenTerm::Role::Application, 0, &f.head);
+      }
       break;
     case Step::Call:
       finish(f.base, impl_.call(*f.function, n, values(f.base)));
+      if (impl_.noting_) impl_.note(n, results_.back(), WrittenTerm::Role::Defined);
       break;
     case Step::Bind:
       bind(f);
       break;
     case Step::Unbind:
       impl_.names_.restore(f.base);
+      if (impl_.noting_) impl_.note(n, results_.back(), WrittenTerm::Role::Let);
       break;
     case Step::Annotate:
       impl_.annotate(n, results_.back());
+      if (impl_.noting_) impl_.note(n, results_.back(), WrittenTerm::Role::Annotated);
       break;
     case Step::Check: {
       const DataType* s = impl_.sort(*n.children[2]);
@@ -224,6 +237,7 @@ void ScriptReader::Impl::Walk::resume(const Frame& f) {
         throw InputError(n.pos, quote(*n.children[1]) + " has sort " + sort_text(results_.back()) +
                                     ", not " + shorten(s->to_string()));
       }
+      if (impl_.noting_) impl_.note(n, results_.back(), WrittenTerm::Role::Qualified);
       break;
     }
     case Step::Eval:
@@ -238,7 +252,9 @@ void ScriptReader::Impl::Walk::bind(const Frame& f) {
   results_.resize(f.base);
   stack_.push_back({Step::Unbind, &n, impl_.names_.mark()});
   for (std::size_t k = 0; k < bound.size(); ++k) {
-    impl_.names_.bind(n.children[1]->children[k]->children[0]->text, {bound[k], nullptr});
+    const Node& binding = *n.children[1]->children[k];
+    impl_.names_.bind(binding.children[0]->text,
+                      {bound[k], nullptr, WrittenTerm::Role::Variable, binding.index});
   }
   stack_.push_back({Step::Eval, n.children[2]});
 }
@@ -362,7 +378,7 @@ void ScriptReader::Impl::annotate(const Node& n, const Term* t) {
 
 void ScriptReader::Impl::commit_named() {
   for (Pending& p : pending_) {
-    names_.bind(p.name, {p.term, nullptr});
+    names_.bind(p.name, {p.term, nullptr, WrittenTerm::Role::Defined});
     if (p.term->type()->is_bool()) named_.emplace_back(std::move(p.name), p.term);
   }
   pending_.clear();
