@@ -108,6 +108,11 @@ class WrittenPrinter {
   // The assertion as its written form says it, reading to the image of its
   // term.
   void assertion(const WrittenTerm& form);
+  // The assertion printed whole by the term printer.
+  void whole(const Term* t);
+  // The terms given to the term printer so far: the fresh constants that the
+  // script declares are theirs.
+  const std::vector<const Term*>& printed() const { return printed_; }
 
  private:
   // Per node: whether its text may be copied as written where its term is
@@ -120,6 +125,10 @@ class WrittenPrinter {
   void node(std::size_t i);
   void application(std::size_t i, const Term* image);
   void let(std::size_t i);
+  void term(const Term* t) {
+    print_term(out_, mgr_, t);
+    printed_.push_back(t);
+  }
   // Whether op over the images of the arguments of node i is `image`.
   bool rebuilds(std::size_t i, const Term* image);
   std::vector<std::size_t> children(std::size_t i) const;
@@ -138,6 +147,7 @@ class WrittenPrinter {
     const char* text;
   };
   std::vector<Task> tasks_;
+  std::vector<const Term*> printed_;
 };
 
 std::vector<std::size_t> WrittenPrinter::children(std::size_t i) const {
@@ -224,16 +234,13 @@ void WrittenPrinter::node(std::size_t i) {
     case Role::Application:
       return application(i, image);
     default:
-      print_term(out_, mgr_, image);
+      term(image);
       return;
   }
 }
 
 void WrittenPrinter::application(std::size_t i, const Term* image) {
-  if (!rebuilds(i, image)) {
-    print_term(out_, mgr_, image);
-    return;
-  }
+  if (!rebuilds(i, image)) return term(image);
   const std::vector<std::size_t> c = children(i);
   out_ << '(';
   copy(c[0]);
@@ -261,6 +268,12 @@ void WrittenPrinter::let(std::size_t i) {
     tasks_.push_back({b + 1, nullptr});  // the name: a Text node, copied
     tasks_.push_back({kNone, k > 0 ? " (" : "("});
   }
+}
+
+void WrittenPrinter::whole(const Term* t) {
+  out_ << "(assert ";
+  term(t);
+  out_ << ")\n";
 }
 
 bool WrittenPrinter::rebuilds(std::size_t i, const Term* image) {
@@ -317,6 +330,21 @@ bool names_are_safe(const std::vector<const Term*>& constants,
   return true;
 }
 
+// Adds the constants of the terms that are not seen yet, in the order a
+// depth-first walk meets them.
+void add_constants(const std::vector<const Term*>& terms, std::unordered_set<const Term*>& seen,
+                   std::vector<const Term*>& constants) {
+  std::vector<const Term*> stack(terms.rbegin(), terms.rend());
+  std::unordered_set<const Term*> visited;
+  while (!stack.empty()) {
+    const Term* t = stack.back();
+    stack.pop_back();
+    if (!visited.insert(t).second) continue;
+    if (t->get_symbol()->op() == Op::Constant && seen.insert(t).second) constants.push_back(t);
+    stack.insert(stack.end(), t->args().rbegin(), t->args().rend());
+  }
+}
+
 // Whether the form is one to print the assertion from.
 bool usable(const WrittenAssertion& a, const ImageOf& image) {
   return a.form != nullptr && !a.form->nodes.empty() && a.form->nodes[0].term == a.term &&
@@ -335,6 +363,18 @@ std::optional<std::string> print_written_script(TermManager& mgr,
   for (const Term* c : more) {
     if (seen.insert(c).second) constants.push_back(c);
   }
+  std::ostringstream body;
+  WrittenPrinter printer(mgr, image, body);
+  for (const WrittenAssertion& a : assertions) {
+    if (usable(a, image)) {
+      printer.assertion(*a.form);
+    } else {
+      printer.whole(a.reduced);
+    }
+  }
+  // A printed let binding may hold a fresh constant that the reduced
+  // assertions no longer have.
+  add_constants(printer.printed(), seen, constants);
   if (!names_are_safe(constants, assertions)) return std::nullopt;
   std::ostringstream out;
   out << "(set-logic QF_BV)\n";
@@ -343,16 +383,7 @@ std::optional<std::string> print_written_script(TermManager& mgr,
     print_sort(out, mgr, c->type());
     out << ")\n";
   }
-  WrittenPrinter printer(mgr, image, out);
-  for (const WrittenAssertion& a : assertions) {
-    if (usable(a, image)) {
-      printer.assertion(*a.form);
-    } else {
-      out << "(assert ";
-      print_term(out, mgr, a.reduced);
-      out << ")\n";
-    }
-  }
+  out << body.view();
   return out.str();
 }
 
