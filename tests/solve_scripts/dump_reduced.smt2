@@ -3,6 +3,8 @@
 ; The script sent to the back end for the last check-sat: x occurs once, so
 ; the bvadd and then the equation become fresh constants; y occurs twice and
 ; stays, and so does the bvudiv, which needs every argument unconstrained.
+; What was not eliminated is sent as written (bvugt stays bvugt), and every
+; declared constant is declared, x included, before the fresh ones.
 (set-logic QF_BV)
 (declare-const x (_ BitVec 8))
 (declare-const y (_ BitVec 8))

@@ -17,7 +17,7 @@ namespace {
 
 constexpr const char* kUsage =
     "usage: kora-solve [--solver NAME] [--no-elim] [--timeout S] [--stats] [--check-models]\n"
-    "                  [--dump-reduced FILE] [--print-form written|kora] [-v N] [FILE]\n";
+    "                  [--dump-reduced FILE] [-v N] [FILE]\n";
 
 constexpr const char* kHelp = R"(
 Solves an SMT-LIB 2 script over Booleans and bit-vectors (logic QF_BV) with an
