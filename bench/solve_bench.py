@@ -19,10 +19,12 @@ import argparse
 import json
 import os
 import re
+import resource
 import shutil
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 from collections import OrderedDict
 
@@ -259,6 +261,92 @@ def targets(rows):
     return lines
 
 
+def cpu_run(argv, limit):
+    """Runs argv; returns (user + system CPU seconds of it and its children,
+    stdout, stderr, exit code or None on time-out). CPU time, unlike wall
+    time, hardly moves with the load of a shared machine."""
+    before = resource.getrusage(resource.RUSAGE_CHILDREN)
+    _, out, err, code = run(argv, limit)
+    after = resource.getrusage(resource.RUSAGE_CHILDREN)
+    cpu = (after.ru_utime - before.ru_utime) + (after.ru_stime - before.ru_stime)
+    return cpu, out, err, code
+
+
+def z3_conflicts(path, limit):
+    """z3's conflict count on a script (deterministic, whatever the load)."""
+    _, out, _, code = run(["z3", "-st", "-smt2", path], limit)
+    if code is None:
+        return None
+    counts = re.findall(r":(?:sat-)?conflicts\s+(\d+)", out)
+    return sum(int(c) for c in counts) if counts else 0
+
+
+def counters_row(kora, solver, path, limit):
+    """The back end alone and kora-solve with each --print-form, by CPU time,
+    and for z3 the conflicts on the original file and on each script sent."""
+    row = {"file": os.path.basename(path)[:-len(".smt2")], "solver": solver}
+    cpu, out, _, code = cpu_run(ALONE[solver] + [path], limit)
+    row["alone"] = {"cpu": cpu if code is not None else None, "answer": first_answer(out)}
+    if solver == "z3":
+        row["alone"]["conflicts"] = z3_conflicts(path, limit)
+    for form in ("written", "kora"):
+        with tempfile.NamedTemporaryFile(suffix=".smt2") as dump:
+            argv = [kora, "--solver", solver, "--timeout", str(limit), "--print-form", form,
+                    "--dump-reduced", dump.name, path]
+            cpu, out, _, code = cpu_run(argv, limit + GRACE)
+            answer = first_answer(out)
+            run_row = {"cpu": cpu if answer in ("sat", "unsat") else None, "answer": answer}
+            if solver == "z3":
+                run_row["conflicts"] = z3_conflicts(dump.name, limit)
+        row[form] = run_row
+    return row
+
+
+def counters_table(rows, limit):
+    def cell(r, key):
+        cpu = r[key]["cpu"]
+        text = "timeout" if cpu is None else "%.2f" % cpu
+        if r[key].get("conflicts") is not None:
+            text += " (%d)" % r[key]["conflicts"]
+        return text
+
+    def ratio_of(r, key):
+        a, k = r["alone"]["cpu"], r[key]["cpu"]
+        if a is None:
+            return "-"
+        return ">%.1fx" % (limit / a) if k is None else "%.2fx" % (k / a)
+
+    out = ["", "CPU seconds (user + system, back end included; z3's conflicts in parentheses),",
+           "limit %g s:" % limit, "",
+           "| file | solver | alone | kora-solve, written form | ratio | kora-solve, kora's printer | ratio |",
+           "|---|---|---|---|---|---|---|"]
+    for r in rows:
+        out.append("| %s | %s | %s | %s | %s | %s | %s |" % (
+            r["file"], r["solver"], cell(r, "alone"), cell(r, "written"), ratio_of(r, "written"),
+            cell(r, "kora"), ratio_of(r, "kora")))
+    return out
+
+
+def counters_main(args, files, solvers):
+    rows = []
+    for path in files:
+        for solver in solvers:
+            row = counters_row(args.kora_solve, solver, path, args.limit)
+            rows.append(row)
+            print(json.dumps(row), file=sys.stderr, flush=True)
+    text = "\n".join(counters_table(rows, args.limit)) + "\n"
+    print(text)
+    if args.markdown:
+        with open(args.markdown, "w") as f:
+            f.write(text)
+    bad = [r for r in rows for k in ("written", "kora")
+           if r["alone"]["answer"] in ("sat", "unsat") and r[k]["answer"] in ("sat", "unsat")
+           and r[k]["answer"] != r["alone"]["answer"]]
+    for r in bad:
+        print("!!! %s / %s: answers disagree" % (r["file"], r["solver"]), file=sys.stderr)
+    return 1 if bad else 0
+
+
 def main():
     p = argparse.ArgumentParser(description=__doc__.split("\n")[0])
     p.add_argument("--kora-solve", required=True)
@@ -274,6 +362,9 @@ def main():
     p.add_argument("--from-json", help="print the tables of an earlier run's --out file")
     p.add_argument("--out", help="write every run as JSON here")
     p.add_argument("--markdown", help="write the tables here")
+    p.add_argument("--counters", action="store_true",
+                   help="compare by CPU time and z3's conflicts instead: the back end alone, "
+                        "kora-solve with the written form and with kora's printer")
     args = p.parse_args()
 
     solvers = []
@@ -287,6 +378,8 @@ def main():
                    if f.endswith(".smt2") and any(x in f for x in filters))
     print("%d files x %s, limit %g s per run" % (len(files), ",".join(solvers), args.limit),
           file=sys.stderr)
+    if args.counters:
+        return counters_main(args, files, solvers)
 
     rows = []
     if args.from_json:
