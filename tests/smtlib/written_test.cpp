@@ -195,6 +195,22 @@ TEST_F(Written, WithoutAFormTheAssertionIsPrintedWhole) {
   EXPECT_NE(script->find("(or (not p) kora!e"), std::string::npos) << *script;
 }
 
+TEST_F(Written, AFormWithAnUnreadTermIsNotTrusted) {
+  read_ = read_script(mgr_, std::string(kDecls) + "(assert (=> p (= x (bvadd y z))))", true);
+  reduced_ = preprocess::simplify(mgr_, read_.assertions);
+  auto image = [this](const Term* t) { return preprocess::image_of(reduced_, t); };
+  WrittenTerm broken = *read_.forms.back();
+  ASSERT_EQ(broken.atom(4), "=");
+  broken.nodes[3].term = nullptr;  // (= x (bvadd y z)) as if never read
+  const std::vector<WrittenAssertion> last{
+      {read_.assertions.back(), &broken, reduced_.assertions.back()}};
+  std::optional<std::string> script = print_written_script(
+      mgr_, read_.declared, preprocess::constants_of(reduced_.assertions), last, image);
+  ASSERT_TRUE(script);
+  EXPECT_NE(script->find("(assert (or (not p) kora!e"), std::string::npos) << *script;
+  EXPECT_EQ(script->find("=>"), std::string::npos) << *script;
+}
+
 // Nesting just under the reader's limit, changed at the bottom: every level
 // is printed with its own operator, without recursion.
 TEST_F(Written, DeepNesting) {

@@ -102,12 +102,12 @@ constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 // Prints the assertions of one script from their written forms.
 class WrittenPrinter {
  public:
-  WrittenPrinter(TermManager& mgr, const ImageOf& image, std::ostream& out)
-      : mgr_(mgr), image_(image), out_(out) {}
+  WrittenPrinter(TermManager& mgr, const ImageOf& image, std::ostream& script)
+      : mgr_(mgr), image_(image), script_(script) {}
 
   // The assertion as its written form says it, reading to the image of its
-  // term.
-  void assertion(const WrittenTerm& form);
+  // term; false, with nothing printed, when the form is not one to trust.
+  bool assertion(const WrittenTerm& form);
   // The assertion printed whole by the term printer.
   void whole(const Term* t);
   // The terms given to the term printer so far: the fresh constants that the
@@ -135,16 +135,20 @@ class WrittenPrinter {
 
   TermManager& mgr_;
   const ImageOf& image_;
-  std::ostream& out_;
+  std::ostream& script_;
+  std::ostringstream out_;  // the assertion being printed
+  bool failed_ = false;
   const WrittenTerm* form_ = nullptr;
   // Per node: the smallest binder of a changed variable referred to in its
   // subtree (a binder before the node is outside it), 0 when the subtree
   // holds a defined name or an annotation, kNone when neither.
   std::vector<std::uint32_t> first_changed_;
-  // What is left to print: a node, or (node = kNone) a piece of text.
+  // What is left to print: a node, or (node = kNone) a piece of text, or
+  // (copy) a node that is not a term, as written.
   struct Task {
     std::size_t node;
     const char* text;
+    bool copy = false;
   };
   std::vector<Task> tasks_;
   std::vector<const Term*> printed_;
@@ -167,7 +171,7 @@ void WrittenPrinter::mark_copyable() {
       own = 0;
     } else if (n.role == Role::Variable) {
       const Term* value = nodes[n.binder + 2].term;
-      if (image_(value) != value) own = n.binder;
+      if (value == nullptr || image_(value) != value) own = n.binder;
     }
     for (std::size_t c = i + 1; c < i + n.size; c += nodes[c].size) {
       own = std::min(own, first_changed_[c]);
@@ -199,26 +203,38 @@ void WrittenPrinter::copy(std::size_t i) {
   for (std::size_t e = ends.size(); e-- > 0;) out_ << ')';
 }
 
-void WrittenPrinter::assertion(const WrittenTerm& form) {
+bool WrittenPrinter::assertion(const WrittenTerm& form) {
   form_ = &form;
+  failed_ = false;
+  out_.str("");
   mark_copyable();
   out_ << "(assert ";
   tasks_.push_back({kNone, ")\n"});
   tasks_.push_back({0, nullptr});
-  while (!tasks_.empty()) {
+  while (!tasks_.empty() && !failed_) {
     const Task t = tasks_.back();
     tasks_.pop_back();
     if (t.node == kNone) {
       out_ << t.text;
+    } else if (t.copy) {
+      copy(t.node);
     } else {
       node(t.node);
     }
   }
+  tasks_.clear();
+  if (!failed_) script_ << out_.view();
+  return !failed_;
 }
 
 void WrittenPrinter::node(std::size_t i) {
   const WrittenTerm::Node& n = form_->nodes[i];
-  if (n.term == nullptr) return copy(i);
+  // Every term of the written form has its term; one without can only be a
+  // form the reader did not note whole.
+  if (n.term == nullptr) {
+    failed_ = true;
+    return;
+  }
   const Term* image = image_(n.term);
   if (image == n.term && copyable(i)) return copy(i);
   switch (n.role) {
@@ -265,15 +281,17 @@ void WrittenPrinter::let(std::size_t i) {
     tasks_.push_back({kNone, ")"});
     tasks_.push_back({b + 2, nullptr});
     tasks_.push_back({kNone, " "});
-    tasks_.push_back({b + 1, nullptr});  // the name: a Text node, copied
+    tasks_.push_back({b + 1, nullptr, true});  // the name
     tasks_.push_back({kNone, k > 0 ? " (" : "("});
   }
 }
 
 void WrittenPrinter::whole(const Term* t) {
+  out_.str("");
   out_ << "(assert ";
   term(t);
   out_ << ")\n";
+  script_ << out_.view();
 }
 
 bool WrittenPrinter::rebuilds(std::size_t i, const Term* image) {
@@ -282,7 +300,11 @@ bool WrittenPrinter::rebuilds(std::size_t i, const Term* image) {
   const std::vector<std::size_t> c = children(i);
   std::vector<const Term*> args;
   args.reserve(c.size() - 1);
-  for (std::size_t k = 1; k < c.size(); ++k) args.push_back(image_(form_->nodes[c[k]].term));
+  for (std::size_t k = 1; k < c.size(); ++k) {
+    const Term* arg = form_->nodes[c[k]].term;
+    if (arg == nullptr) return false;
+    args.push_back(image_(arg));
+  }
   // apply_operator names the operator and the arguments in its errors; an
   // error only means the rebuilt term is not the image.
   smtlib::Node head;
@@ -366,11 +388,7 @@ std::optional<std::string> print_written_script(TermManager& mgr,
   std::ostringstream body;
   WrittenPrinter printer(mgr, image, body);
   for (const WrittenAssertion& a : assertions) {
-    if (usable(a, image)) {
-      printer.assertion(*a.form);
-    } else {
-      printer.whole(a.reduced);
-    }
+    if (!usable(a, image) || !printer.assertion(*a.form)) printer.whole(a.reduced);
   }
   // A printed let binding may hold a fresh constant that the reduced
   // assertions no longer have.
