@@ -281,28 +281,39 @@ def z3_conflicts(path, limit):
     return sum(int(c) for c in counts) if counts else 0
 
 
-def counters_row(kora, solver, path, limit):
+def median_cpu(argv, limit, repeat):
+    """The median CPU time of `repeat` runs (None: a time-out), and the
+    answer of the first."""
+    cpus, answer = [], None
+    for _ in range(repeat):
+        cpu, out, _, code = cpu_run(argv, limit)
+        answer = answer or first_answer(out)
+        cpus.append(cpu if code is not None and first_answer(out) in ("sat", "unsat") else None)
+    cpus.sort(key=lambda c: float("inf") if c is None else c)
+    return cpus[len(cpus) // 2], answer
+
+
+def counters_row(kora, solver, path, limit, repeat):
     """The back end alone and kora-solve with each --print-form, by CPU time,
     and for z3 the conflicts on the original file and on each script sent."""
     row = {"file": os.path.basename(path)[:-len(".smt2")], "solver": solver}
-    cpu, out, _, code = cpu_run(ALONE[solver] + [path], limit)
-    row["alone"] = {"cpu": cpu if code is not None else None, "answer": first_answer(out)}
+    cpu, answer = median_cpu(ALONE[solver] + [path], limit, repeat)
+    row["alone"] = {"cpu": cpu, "answer": answer}
     if solver == "z3":
         row["alone"]["conflicts"] = z3_conflicts(path, limit)
     for form in ("written", "kora"):
         with tempfile.NamedTemporaryFile(suffix=".smt2") as dump:
             argv = [kora, "--solver", solver, "--timeout", str(limit), "--print-form", form,
                     "--dump-reduced", dump.name, path]
-            cpu, out, _, code = cpu_run(argv, limit + GRACE)
-            answer = first_answer(out)
-            run_row = {"cpu": cpu if answer in ("sat", "unsat") else None, "answer": answer}
+            cpu, answer = median_cpu(argv, limit + GRACE, repeat)
+            run_row = {"cpu": cpu, "answer": answer}
             if solver == "z3":
                 run_row["conflicts"] = z3_conflicts(dump.name, limit)
         row[form] = run_row
     return row
 
 
-def counters_table(rows, limit):
+def counters_table(rows, limit, repeat):
     def cell(r, key):
         cpu = r[key]["cpu"]
         text = "timeout" if cpu is None else "%.2f" % cpu
@@ -317,7 +328,7 @@ def counters_table(rows, limit):
         return ">%.1fx" % (limit / a) if k is None else "%.2fx" % (k / a)
 
     out = ["", "CPU seconds (user + system, back end included; z3's conflicts in parentheses),",
-           "limit %g s:" % limit, "",
+           "limit %g s, median of %d:" % (limit, repeat), "",
            "| file | solver | alone | kora-solve, written form | ratio | kora-solve, kora's printer | ratio |",
            "|---|---|---|---|---|---|---|"]
     for r in rows:
@@ -331,10 +342,10 @@ def counters_main(args, files, solvers):
     rows = []
     for path in files:
         for solver in solvers:
-            row = counters_row(args.kora_solve, solver, path, args.limit)
+            row = counters_row(args.kora_solve, solver, path, args.limit, args.repeat)
             rows.append(row)
             print(json.dumps(row), file=sys.stderr, flush=True)
-    text = "\n".join(counters_table(rows, args.limit)) + "\n"
+    text = "\n".join(counters_table(rows, args.limit, args.repeat)) + "\n"
     print(text)
     if args.markdown:
         with open(args.markdown, "w") as f:
