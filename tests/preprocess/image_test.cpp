@@ -38,7 +38,7 @@ TEST_F(Image, AssertionsGoToTheReducedAssertions) {
   std::size_t eliminating = 0;
   for (int k = 0; k < 300; ++k) {
     const std::string text = gen.make();
-    ReadScript r = read_script(mgr, text, false);
+    KeptScript r = read_kept(mgr, text, false);
     ASSERT_TRUE(r.errors.empty()) << r.errors.front();
     const preprocess::Simplified s = simplify(mgr, r.assertions);
     eliminating += s.eliminated > 0 ? 1 : 0;

@@ -15,15 +15,15 @@
 namespace kora::smtlib {
 namespace {
 
-using test::read_script;
-using test::ReadScript;
+using test::KeptScript;
+using test::read_kept;
 
 class Written : public ::testing::Test {
  protected:
   // Reads the script, simplifies it (or not) and prints the back end's
   // script from the written forms.
   std::string print(const std::string& text, bool eliminate = true) {
-    read_ = read_script(mgr_, text, true);
+    read_ = read_kept(mgr_, text, true);
     EXPECT_TRUE(read_.errors.empty()) << read_.errors.front();
     reduced_ = {};
     reduced_.assertions = read_.assertions;
@@ -43,14 +43,14 @@ class Written : public ::testing::Test {
   // Read back in the same manager, the script asserts exactly the reduced
   // assertions: the same terms, not merely equivalent ones.
   void expect_reads_back(const std::string& script) {
-    ReadScript back = read_script(mgr_, script, false);
+    KeptScript back = read_kept(mgr_, script, false);
     ASSERT_TRUE(back.errors.empty()) << back.errors.front() << "\n" << script;
     EXPECT_EQ(back.assertions, reduced_.assertions) << script;
   }
   std::size_t eliminated() const { return reduced_.eliminated; }
 
   TermManager mgr_;
-  ReadScript read_;
+  KeptScript read_;
   preprocess::Simplified reduced_;
 };
 
@@ -171,7 +171,7 @@ TEST_F(Written, NothingEliminatedCopiesEverything) {
 }
 
 TEST_F(Written, LetVariableNamedLikeAConstantGivesNoScript) {
-  read_ = read_script(mgr_, std::string(kDecls) + "(assert (let ((x (bvadd y z))) (= x w)))", true);
+  read_ = read_kept(mgr_, std::string(kDecls) + "(assert (let ((x (bvadd y z))) (= x w)))", true);
   reduced_ = preprocess::simplify(mgr_, read_.assertions);
   auto image = [this](const Term* t) { return preprocess::image_of(reduced_, t); };
   const std::vector<WrittenAssertion> last{
@@ -180,7 +180,7 @@ TEST_F(Written, LetVariableNamedLikeAConstantGivesNoScript) {
 }
 
 TEST_F(Written, WithoutAFormTheAssertionIsPrintedWhole) {
-  read_ = read_script(mgr_, std::string(kDecls) + "(assert (=> p (= x (bvadd y z))))", false);
+  read_ = read_kept(mgr_, std::string(kDecls) + "(assert (=> p (= x (bvadd y z))))", false);
   reduced_ = preprocess::simplify(mgr_, read_.assertions);
   auto image = [this](const Term* t) { return preprocess::image_of(reduced_, t); };
   std::vector<WrittenAssertion> assertions;
@@ -196,7 +196,7 @@ TEST_F(Written, WithoutAFormTheAssertionIsPrintedWhole) {
 }
 
 TEST_F(Written, AFormWithAnUnreadTermIsNotTrusted) {
-  read_ = read_script(mgr_, std::string(kDecls) + "(assert (=> p (= x (bvadd y z))))", true);
+  read_ = read_kept(mgr_, std::string(kDecls) + "(assert (=> p (= x (bvadd y z))))", true);
   reduced_ = preprocess::simplify(mgr_, read_.assertions);
   auto image = [this](const Term* t) { return preprocess::image_of(reduced_, t); };
   WrittenTerm broken = *read_.forms.back();
@@ -228,9 +228,9 @@ TEST_F(Written, DeepNesting) {
 }
 
 TEST_F(Written, ReaderKeepsNoFormUnlessAsked) {
-  ReadScript r = read_script(mgr_, std::string(kDecls), false);
+  KeptScript r = read_kept(mgr_, std::string(kDecls), false);
   for (const auto& f : r.forms) EXPECT_EQ(f, nullptr);
-  r = read_script(mgr_, std::string(kDecls), true);
+  r = read_kept(mgr_, std::string(kDecls), true);
   for (const auto& f : r.forms) ASSERT_NE(f, nullptr);
   // (distinct x y w): the list, the operator, three constants.
   ASSERT_EQ(r.forms[0]->nodes.size(), 5U);

@@ -122,11 +122,11 @@ std::string RandomScript::let(int depth, bool boolean_body) {
   return "(let ((" + name + " " + value + ")) " + body + ")";
 }
 
-ReadScript read_script(TermManager& mgr, const std::string& text, bool keep_written) {
+KeptScript read_kept(TermManager& mgr, const std::string& text, bool keep_written) {
   std::istringstream in(text);
   smtlib::ScriptReader reader(in, &mgr, "t.smt2");
   reader.keep_written(keep_written);
-  ReadScript out;
+  KeptScript out;
   for (;;) {
     try {
       std::optional<smtlib::Command> c = reader.next();

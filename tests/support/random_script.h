@@ -45,12 +45,13 @@ class RandomScript {
 
 // What a script says, read into mgr: the asserted terms, their written forms
 // (when keep_written) and the declared constants.
-struct ReadScript {
+struct KeptScript {
   std::vector<const Term*> assertions;
   std::vector<std::shared_ptr<const smtlib::WrittenTerm>> forms;
   std::vector<const Term*> declared;
   std::vector<std::string> errors;
 };
-ReadScript read_script(TermManager& mgr, const std::string& text, bool keep_written);
+// Reads text into mgr, keeping the written forms when keep_written.
+KeptScript read_kept(TermManager& mgr, const std::string& text, bool keep_written);
 
 }  // namespace kora::test
