@@ -13,9 +13,10 @@
 //               the chain is gone, is eliminated with the last equality),
 //               then validate()
 // The counter per_app is the time per eliminated application. Time also
-// shows the memory hierarchy (at 10^6 applications the term manager's
-// indexes no longer fit in the caches); bench/RESULTS.md gives instruction
-// counts beside it, taken with callgrind, which show the work itself.
+// shows the memory hierarchy: at 10^6 applications the terms and the
+// numeral index no longer fit in the caches, so every lookup at a random
+// place costs a miss; bench/RESULTS.md gives instruction counts beside it,
+// taken with callgrind, which show the work itself.
 
 #include <benchmark/benchmark.h>
 

@@ -6,7 +6,6 @@
 #include <functional>
 #include <queue>
 #include <string>
-#include <unordered_map>
 #include <utility>
 
 #include "kora/numbers/qnumber.h"
@@ -243,8 +242,12 @@ class Eliminator {
   std::vector<std::size_t> later_;
   std::vector<std::size_t> above_;
   // By identifier of a comparison of the pass's graph replaced by an
-  // expression: its fresh constant and unconstrained side.
-  std::unordered_map<std::uint64_t, std::pair<const Term*, std::size_t>> compared_;
+  // expression: its fresh constant (null for any other term) and
+  // unconstrained side.
+  std::vector<std::pair<const Term*, std::size_t>> compared_;
+  bool is_compared(const Term* t) const {
+    return t->id() < compared_.size() && compared_[t->id()].first != nullptr;
+  }
   // Counted by operator while eliminating: naming them costs a string each.
   std::array<std::size_t, kOpCount> by_op_{};
 };
@@ -259,6 +262,7 @@ std::size_t Eliminator::pass() {
   origin_.assign(size, nullptr);
   eliminated_.assign(size, false);
   compared_.clear();
+  compared_.resize(size);
   indexed_ = false;
   const std::size_t before = out_.eliminated;
   walking_ = true;
@@ -325,6 +329,7 @@ void Eliminator::visit(const Term* t, const Term* old) {
     cur = eliminate(cur, d);
     eliminated_[t->id()] = true;
     if (d.kind == Decision::Kind::Compare) {
+      ensure_slot(compared_, t->id());
       compared_[t->id()] = {out_.trail.steps.back().fresh, d.side};
     }
   }
@@ -354,7 +359,7 @@ void Eliminator::look_again(const Term* p) {
   if (old == nullptr || (count(old) == 0 && !is_assertion(old))) return;
   if (!eliminated_[p->id()]) {
     visit(p, old);
-  } else if (compared_.contains(p->id())) {
+  } else if (is_compared(p)) {
     // The expression that replaced it still holds its other side.
     refresh_comparison(p);
   }
@@ -411,7 +416,7 @@ const Term* Eliminator::compare_replacement(const Term* t, std::size_t side, con
 }
 
 void Eliminator::refresh_comparison(const Term* t) {
-  const auto [u, side] = compared_.at(t->id());
+  const auto [u, side] = compared_[t->id()];
   const Term* old = form_[t->id()];
   const Term* cur = compare_replacement(t, side, u, form(t->arg(1 - side)));
   if (cur == old) return;

@@ -14,6 +14,7 @@ namespace kora {
 
 class TermManager;
 class Symbol;
+class Term;
 class QNumber;
 
 // The sort of a term. Types are unique per sort and compared by pointer.
@@ -154,6 +155,10 @@ class Symbol {
   bool has_word_ = false;
   // A numeral's value: the manager's numeral table owns it.
   const QNumber* numeral_ = nullptr;
+  // The term of this symbol without arguments, once made: a constant is
+  // found from its symbol, never through the manager's term index, so a new
+  // symbol (a fresh constant, a new numeral) makes its term without a probe.
+  mutable const Term* constant_term_ = nullptr;
 };
 
 // An immutable, hash-consed term: a symbol over an ordered list of arguments.
@@ -181,6 +186,15 @@ class Term {
   std::uint64_t id_;
   const Symbol* symbol_;
   std::vector<const Term*> args_;
+  // The terms whose youngest argument (the one with the highest identifier)
+  // is this term, newest first, linked through next_use_; uses_ counts them,
+  // or is kIndexedUses once they have moved to the manager's term index.
+  // The manager looks a term up in exactly one place, decided by its
+  // arguments: building bottom-up then touches memory just written.
+  static constexpr std::uint32_t kIndexedUses = ~std::uint32_t{0};
+  mutable const Term* first_use_ = nullptr;
+  mutable const Term* next_use_ = nullptr;
+  mutable std::uint32_t uses_ = 0;
 };
 
 // Writes the term in SMT-LIB syntax.

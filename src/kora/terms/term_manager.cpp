@@ -1,5 +1,6 @@
 #include "kora/terms/term_manager.h"
 
+#include <bit>
 #include <string>
 
 namespace kora {
@@ -77,10 +78,6 @@ std::size_t TermManager::OpSymbolKeyHash::operator()(const OpSymbolKey& k) const
   return mix(h, k.p2);
 }
 
-std::size_t TermManager::WordNumeralKeyHash::operator()(const WordNumeralKey& k) const noexcept {
-  return mix(k.width, k.value);
-}
-
 std::size_t TermManager::numeral_hash(mpz_srcptr value, std::size_t width) noexcept {
   // Wide values are non-negative: their limbs are the value.
   std::size_t h = width;
@@ -133,22 +130,65 @@ std::size_t first_slot(std::size_t h, std::size_t slots) noexcept {
 }  // namespace
 
 const Term* TermManager::find_or_make(const Symbol* s, const Term* const* args, std::size_t arity) {
+  if (arity == 0) {
+    if (s->constant_term_ == nullptr) s->constant_term_ = new_term(s, nullptr, 0);
+    return s->constant_term_;
+  }
+  const Term* youngest = args[0];
+  for (std::size_t i = 1; i < arity; ++i) {
+    if (args[i]->id() > youngest->id()) youngest = args[i];
+  }
   const TermKey key{s, args, arity};
+  if (youngest->uses_ == Term::kIndexedUses) return find_or_make_indexed(key);
+  for (const Term* u = youngest->first_use_; u != nullptr; u = u->next_use_) {
+    if (TermEq{}(key, u)) return u;
+  }
+  const Term* t = new_term(s, args, arity);
+  t->next_use_ = youngest->first_use_;
+  youngest->first_use_ = t;
+  if (++youngest->uses_ > kMaxUses) index_uses(youngest);
+  return t;
+}
+
+const Term* TermManager::new_term(const Symbol* s, const Term* const* args, std::size_t arity) {
+  return &terms_.emplace_back(
+      Term(next_term_id_++, s, std::vector<const Term*>(args, args + arity)));
+}
+
+void TermManager::index_uses(const Term* youngest) {
+  for (const Term* u = youngest->first_use_; u != nullptr;) {
+    const Term* next = u->next_use_;
+    u->next_use_ = nullptr;
+    insert_indexed(TermHash{}(u), u);
+    u = next;
+  }
+  youngest->first_use_ = nullptr;
+  youngest->uses_ = Term::kIndexedUses;
+}
+
+const Term* TermManager::find_or_make_indexed(const TermKey& key) {
   const std::size_t h = TermHash{}(key);
-  // Room for one more term before probing, so that the slot found empty is
-  // still the place to insert.
-  if ((terms_.size() + 1) * 10 > term_slots_.size() * 7) grow_term_index();
+  if (!term_slots_.empty()) {
+    const std::size_t mask = term_slots_.size() - 1;
+    for (std::size_t i = first_slot(h, term_slots_.size()); term_slots_[i].term != nullptr;
+         i = (i + 1) & mask) {
+      if (term_slots_[i].hash == h && TermEq{}(key, term_slots_[i].term)) {
+        return term_slots_[i].term;
+      }
+    }
+  }
+  const Term* t = new_term(key.symbol, key.args, key.arity);
+  insert_indexed(h, t);
+  return t;
+}
+
+void TermManager::insert_indexed(std::size_t h, const Term* t) {
+  if ((indexed_terms_ + 1) * 10 > term_slots_.size() * 7) grow_term_index();
   const std::size_t mask = term_slots_.size() - 1;
   std::size_t i = first_slot(h, term_slots_.size());
-  while (term_slots_[i].term != nullptr) {
-    if (term_slots_[i].hash == h && TermEq{}(key, term_slots_[i].term)) return term_slots_[i].term;
-    i = (i + 1) & mask;
-  }
-  const Term* t =
-      &terms_.emplace_back(Term(next_term_id_, s, std::vector<const Term*>(args, args + arity)));
+  while (term_slots_[i].term != nullptr) i = (i + 1) & mask;
   term_slots_[i] = TermSlot{h, t};
-  ++next_term_id_;
-  return t;
+  ++indexed_terms_;
 }
 
 void TermManager::grow_term_index() {
@@ -283,12 +323,42 @@ const Term* TermManager::make_bv_number(int value, std::size_t width) {
 }
 
 const Term* TermManager::make_bv_word(std::uint64_t value, std::size_t width) {
-  const WordNumeralKey key{width, value & word_mask(width)};
-  auto found = word_numerals_.find(key);
-  if (found != word_numerals_.end()) return found->second;
-  const Term* t = new_numeral(word_number(key.value), width);
-  word_numerals_.emplace(key, t);
-  return t;
+  value &= word_mask(width);
+  WordNumerals& table = word_numerals(width);
+  table.reserve_one();
+  const Term*& slot = table.find(value);
+  if (slot == nullptr) {
+    // Nothing made below touches this width's table: the slot stays valid.
+    slot = new_numeral(word_number(value), width);
+    table.inserted();
+  }
+  return slot;
+}
+
+TermManager::WordNumerals& TermManager::word_numerals(std::size_t width) {
+  if (width >= kDirectWidths) return wide_word_numerals_[width];
+  if (width >= word_numerals_.size()) word_numerals_.resize(width + 1);
+  return word_numerals_[width];
+}
+
+const Term*& TermManager::WordNumerals::find(std::uint64_t value) {
+  // Fibonacci hashing: the top bits of the product depend on every bit of
+  // the value.
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t i = static_cast<std::size_t>((value * 0x9e3779b97f4a7c15ULL) >> shift_);
+  while (slots_[i].term != nullptr && slots_[i].value != value) i = (i + 1) & mask;
+  slots_[i].value = value;
+  return slots_[i].term;
+}
+
+void TermManager::WordNumerals::reserve_one() {
+  if ((size_ + 1) * 10 <= slots_.size() * 7) return;
+  std::vector<Slot> old(slots_.empty() ? 64 : 2 * slots_.size());
+  old.swap(slots_);
+  shift_ = 64 - static_cast<unsigned>(std::countr_zero(slots_.size()));
+  for (const Slot& s : old) {
+    if (s.term != nullptr) find(s.value) = s.term;
+  }
 }
 
 const Term* TermManager::make_wide_number(const QNumber& value, std::size_t width) {
@@ -328,12 +398,9 @@ const Term* TermManager::new_numeral(QNumber value, std::size_t width) {
   // text: a numeral is printed from its value.
   Symbol& s = symbols_.emplace_back(Symbol(Op::BVNumber, bv_type(width), "", width, 0, 0));
   s.has_word_ = reduced_word(value, width, &s.word_);
-  // The table copies what it is given, so it is given a zero and the value
-  // is moved into the node afterwards. Nodes never move, so the symbol may
-  // keep the address of its value.
-  auto inserted = numerals_.insert(std::make_pair(&s, QNumber()));
-  inserted.first->second = std::move(value);
-  s.numeral_ = &inserted.first->second;
+  // A deque never moves its elements, so the symbol may keep the address of
+  // its value, and finding the value of a numeral is one load.
+  s.numeral_ = &numeral_values_.emplace_back(std::move(value));
   return make_constant_term(&s);
 }
 
@@ -357,8 +424,7 @@ bool TermManager::number_value(const Symbol* s, QNumber* value) const {
 }
 
 const QNumber* TermManager::find_number(const Symbol* s) const {
-  auto it = numerals_.find(s);
-  return it == numerals_.end() ? nullptr : &it->second;
+  return s != nullptr && s->op() == Op::BVNumber ? s->numeral_ : nullptr;
 }
 
 // --- Boolean structure ---------------------------------------------------------

@@ -200,15 +200,30 @@ class TermManager {
   struct OpSymbolKeyHash {
     std::size_t operator()(const OpSymbolKey& k) const noexcept;
   };
-  // Numerals below 2^64, by width and value.
-  struct WordNumeralKey {
-    std::size_t width;
-    std::uint64_t value;
-    bool operator==(const WordNumeralKey&) const = default;
+  // Numerals below 2^64 of one width, by value: open addressing with linear
+  // probing over a power-of-two array of (value, term) slots, at most 70%
+  // full. A lookup reads one slot (usually one cache line) and nothing of
+  // the terms; one table per width keeps the width out of the slots.
+  class WordNumerals {
+   public:
+    // The slot for value: holding its numeral, or empty (term null) where
+    // the numeral goes. Valid until the next insert.
+    const Term*& find(std::uint64_t value);
+    // Grows the table, when needed, for one more numeral; call before find
+    // when the numeral may be new.
+    void reserve_one();
+    void inserted() { ++size_; }
+
+   private:
+    struct Slot {
+      std::uint64_t value = 0;
+      const Term* term = nullptr;
+    };
+    std::vector<Slot> slots_;
+    std::size_t size_ = 0;
+    unsigned shift_ = 64;
   };
-  struct WordNumeralKeyHash {
-    std::size_t operator()(const WordNumeralKey& k) const noexcept;
-  };
+  WordNumerals& word_numerals(std::size_t width);
   // Wider numerals (values of 2^64 and more, always big QNumbers). The key
   // points at the value that the numeral table holds, so the integer is kept
   // once; lookups go through a view of the value, so asking copies nothing.
@@ -257,10 +272,6 @@ class TermManager {
     bool operator()(const TermKey& k, const Term* t) const noexcept;
     bool operator()(const Term* t, const TermKey& k) const noexcept { return (*this)(k, t); }
   };
-  using NumeralTable =
-      hsh::Hashtable<std::pair<const Symbol*, QNumber>, hsh::GetKey_pair<const Symbol*, QNumber>,
-                     const Symbol*, hsh::hash<const Symbol*>, std::equal_to<const Symbol*>>;
-
   const DataType* intern_type(DataType::Kind kind, std::size_t width, const DataType* index,
                               const DataType* element, const std::string& name);
   const Symbol* intern_symbol(Op op, const DataType* type, std::size_t p0, std::size_t p1,
@@ -271,8 +282,16 @@ class TermManager {
   const Symbol* intern_op_symbol(Op op, const DataType* type, std::size_t p0, std::size_t p1,
                                  std::size_t p2, NameFn name);
   // The hash-consed term s(args[0..arity)); a vector is built only for a new
-  // term.
+  // term. A term without arguments is kept on its symbol; any other term in
+  // the use list of its youngest argument while that list is short, and in
+  // the term index once the list has grown past kMaxUses.
   const Term* find_or_make(const Symbol* s, const Term* const* args, std::size_t arity);
+  const Term* find_or_make_indexed(const TermKey& key);
+  const Term* new_term(const Symbol* s, const Term* const* args, std::size_t arity);
+  // Moves the use list of a term to the term index, for good.
+  void index_uses(const Term* youngest);
+  void insert_indexed(std::size_t h, const Term* t);
+  static constexpr std::uint32_t kMaxUses = 8;
   // make_bv_symbol past its cache: interns the symbol and caches it.
   const Symbol* make_bv_symbol_slow(Op op, std::size_t w);
   const Term* make_constant_term(const Symbol* s) { return find_or_make(s, nullptr, 0); }
@@ -301,9 +320,12 @@ class TermManager {
   };
   static constexpr std::size_t kOpSymbolSlots = 256;
   std::array<OpSymbolSlot, kOpSymbolSlots> op_symbol_cache_{};
-  std::unordered_map<WordNumeralKey, const Term*, WordNumeralKeyHash> word_numerals_;
+  // By width below kDirectWidths, and a map for wider ones.
+  std::vector<WordNumerals> word_numerals_;
+  std::unordered_map<std::size_t, WordNumerals> wide_word_numerals_;
   std::unordered_map<NumeralKey, const Term*, NumeralKeyHash, NumeralKeyEq> numeral_index_;
-  // The hash-consing index: open addressing with linear probing over a
+  // The hash-consing index of the terms whose youngest argument has many
+  // parents: open addressing with linear probing over a
   // power-of-two array of (hash, term) slots, at most 70% full. No node per
   // term, so building and tearing down a large manager allocates and frees
   // nothing per term, and a lookup compares stored hashes before it touches
@@ -313,9 +335,11 @@ class TermManager {
     const Term* term = nullptr;
   };
   std::vector<TermSlot> term_slots_;
+  std::size_t indexed_terms_ = 0;
   // Doubles term_slots_ (or makes the first 1024 slots) and reinserts.
   void grow_term_index();
-  NumeralTable numerals_;
+  // The numerals' values; each numeral symbol points at its own.
+  std::deque<QNumber> numeral_values_;
   std::uint64_t next_term_id_ = 1;
   // Fresh constants' symbols not yet in symbol_index_, the number of the
   // next fresh name, and the declared names that begin with kFreshPrefix.
