@@ -124,10 +124,11 @@ Command ScriptReader::Impl::command(const Node& cmd) {
     out.kind = Kind::Assert;
     if (keep_written_) {
       noting_ = true;
-      if (++note_stamp_ == 0) {  // forget every old note
-        notes_.clear();
-        note_stamp_ = 1;
+      if (note_stamp_ == std::numeric_limits<std::uint32_t>::max()) {
+        notes_.clear();  // the stamps are about to repeat: forget every old note
+        note_stamp_ = 0;
       }
+      ++note_stamp_;
     }
     out.term = term(*c[1], mgr_->bool_type());
     if (noting_) {

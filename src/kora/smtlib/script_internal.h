@@ -112,6 +112,7 @@ class ScopedTable {
   }
   Entry& entry(const std::string& name) {
     const std::size_t hash = std::hash<std::string>{}(name);
+    // cppcheck-suppress constVariable ; handed back as a mutable reference
     if (Entry* e = lookup(name, hash)) return *e;
     // At most half full, so that probe sequences stay short.
     if (2 * (entries_.size() + 1) > cells_.size()) grow();

@@ -64,17 +64,17 @@ std::shared_ptr<const WrittenTerm> ScriptReader::Impl::written_form(const Node& 
     w.kind = n->kind;
     w.quoted = n->quoted;
     if (n->index < notes_.size() && notes_[n->index].stamp == note_stamp_) {
-      const Note& note = notes_[n->index];
-      w.term = note.term;
-      w.role = note.role;
-      w.op = note.head.info;
-      w.i = note.head.i;
-      w.j = note.head.j;
+      const Note& kept = notes_[n->index];
+      w.term = kept.term;
+      w.role = kept.role;
+      w.op = kept.head.info;
+      w.i = kept.head.i;
+      w.j = kept.head.j;
       if (w.role == Role::Variable) {
         // A variable bound outside the assert (impossible, but cheap to
         // refuse) could not be printed by its name.
-        if (note.binder < root.index || note.binder >= n->index) w.role = Role::Defined;
-        w.binder = static_cast<std::uint32_t>(note.binder - root.index);
+        if (kept.binder < root.index || kept.binder >= n->index) w.role = Role::Defined;
+        w.binder = static_cast<std::uint32_t>(kept.binder - root.index);
       }
     }
     if (!n->is_list()) {
