@@ -24,19 +24,72 @@ const Term* ModelStore::get_normalized(const Term* t) {
   return n != nullptr ? n : normalize_uncached(t);
 }
 
-const Term* ModelStore::cached_normal_form(const Term* t) const {
+const ModelStore::NormalForm* ModelStore::cached_entry(const Term* t) const {
   const std::uint64_t id = t->id();
   if (id >= normal_cache_.size()) return nullptr;
   const NormalForm& entry = normal_cache_[id];
-  return entry.generation == generation_ ? entry.term : nullptr;
+  return entry.stamp >> 1 == generation_ ? &entry : nullptr;
 }
 
-void ModelStore::cache_normal_form(const Term* t, const Term* n) {
+const Term* ModelStore::cached_normal_form(const Term* t) {
+  const NormalForm* entry = cached_entry(t);
+  if (entry == nullptr) return nullptr;
+  if ((entry->stamp & 1) == 0) return entry->term;
+  // The numeral is asked for at last: made (or found) once, then kept.
+  const Term* n = mgr_->make_bv_word(entry->word, t->type()->width());
+  cache_normal_form(t, n);
+  return n;
+}
+
+bool ModelStore::word_of(const Term* t, std::uint64_t* word) const {
+  if (t->arity() == 0) return leaf_normal_form(t)->numeral_word(word);
+  const NormalForm* entry = cached_entry(t);
+  if ((entry->stamp & 1) == 0) return entry->term->numeral_word(word);
+  *word = entry->word;
+  return true;
+}
+
+ModelStore::NormalForm& ModelStore::cache_slot(const Term* t) {
   const std::uint64_t id = t->id();
   // Grown to cover every term made so far, not only this one, so that a
   // run of new entries does not resize the table each time.
   if (id >= normal_cache_.size()) normal_cache_.resize(mgr_->term_count() + 1);
-  normal_cache_[id] = NormalForm{n, generation_};
+  return normal_cache_[id];
+}
+
+void ModelStore::cache_normal_form(const Term* t, const Term* n) {
+  NormalForm& entry = cache_slot(t);
+  entry.term = n;
+  entry.stamp = generation_ << 1;
+}
+
+void ModelStore::cache_word(const Term* t, std::uint64_t word) {
+  NormalForm& entry = cache_slot(t);
+  entry.word = word;
+  entry.stamp = generation_ << 1 | 1;
+}
+
+bool ModelStore::fold_as_words(const Term* t) {
+  std::uint64_t v[2] = {0, 0};
+  if (t->arity() > 2) return false;
+  for (std::size_t i = 0; i < t->arity(); ++i) {
+    if (!word_of(t->arg(i), &v[i])) return false;
+  }
+  std::uint64_t r = 0;
+  switch (termsimpl::fold_words(t->get_symbol(), v, t->arity(), &r)) {
+    case termsimpl::WordFold::Word:
+      cache_word(t, r);
+      return true;
+    case termsimpl::WordFold::True:
+      cache_normal_form(t, mgr_->true_term());
+      return true;
+    case termsimpl::WordFold::False:
+      cache_normal_form(t, mgr_->false_term());
+      return true;
+    case termsimpl::WordFold::None:
+      break;
+  }
+  return false;
 }
 
 namespace {
@@ -92,7 +145,7 @@ void ModelStore::collect_spine(const Term* t) {
   do {
     spine_.push_back(u);
     u = u->arg(0);
-  } while (u->get_symbol() == s && u->arity() == 2 && cached_normal_form(u) == nullptr);
+  } while (u->get_symbol() == s && u->arity() == 2 && cached_entry(u) == nullptr);
   std::reverse(spine_.begin(), spine_.end());
 }
 
@@ -116,7 +169,7 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
   // Post-order over the DAG with an explicit stack: scripts and fuzzers can
   // build terms far deeper than the call stack allows. Leaves are never on
   // it: their normal form is one lookup away.
-  auto done = [this](const Term* t) { return t->arity() == 0 || cached_normal_form(t) != nullptr; };
+  auto done = [this](const Term* t) { return normalised(t); };
   std::vector<std::pair<const Term*, Visit>> stack{{root, Visit::Fresh}};
   std::vector<const Term*> args;
   while (!stack.empty()) {
@@ -155,6 +208,8 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
       }
       continue;
     }
+    stack.pop_back();
+    if (fold_as_words(t)) continue;
     args.clear();
     bool all_values = true;
     for (const Term* a : t->args()) {
@@ -165,7 +220,6 @@ const Term* ModelStore::normalize_uncached(const Term* root) {
     const Symbol* s = t->get_symbol();
     const Term* n = all_values ? termsimpl::fold(mgr_, s, args) : mgr_->make_term(s, args);
     cache_normal_form(t, n);
-    stack.pop_back();
   }
   return normal_form_of(root);
 }
@@ -191,7 +245,7 @@ void ModelStore::assign_free_constants(const Term* t, int* counter) {
     const Term* u = stack.back();
     stack.pop_back();
     if (!seen.emplace(u, true).second) continue;
-    if (u->get_symbol()->op() == Op::Constant && value_of(u) == nullptr) {
+    if (u->op() == Op::Constant && value_of(u) == nullptr) {
       set_value(u, default_value(u->type()));
       ++*counter;
     }
@@ -201,8 +255,8 @@ void ModelStore::assign_free_constants(const Term* t, int* counter) {
 
 void ModelStore::add_model_constraint(const Term* c, bool /*flag*/) {
   constraints_.push_back(c);
-  Op op = c->get_symbol()->op();
-  if ((op == Op::Equal || op == Op::Iff) && c->arg(0)->get_symbol()->op() == Op::Constant &&
+  Op op = c->op();
+  if ((op == Op::Equal || op == Op::Iff) && c->arg(0)->op() == Op::Constant &&
       is_model_value(c->arg(1))) {
     set_value(c->arg(0), c->arg(1));
   }

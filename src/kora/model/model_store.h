@@ -66,10 +66,17 @@ class ModelStore {
 
  private:
   // A cached normal form, valid while the values are those of its
-  // generation.
+  // generation. A bit-vector value below 2^64 is kept as its word until its
+  // numeral is asked for: folding a chain of applications over values then
+  // looks up no numeral for the values in between, whose numerals sit at
+  // random places of the manager's table.
   struct NormalForm {
-    const Term* term = nullptr;
-    std::uint64_t generation = 0;
+    union {
+      const Term* term = nullptr;
+      std::uint64_t word;
+    };
+    // The generation times two, plus one when the entry holds a word.
+    std::uint64_t stamp = 0;
   };
 
   // How far normalize_uncached has got with a term on its stack: Fresh and
@@ -79,25 +86,39 @@ class ModelStore {
 
   // Fills the cache for t and everything below it.
   const Term* normalize_uncached(const Term* t);
+  // Folds t, whose operands are normalised, on the words of their values
+  // when they are all numerals below 2^64 and the folders' word path
+  // applies; then caches the result and answers true.
+  bool fold_as_words(const Term* t);
   // The value of the chain t folded along its left spine, whose operands are
   // all normalised, or null when one of them is not a numeral. Only t's
   // normal form is made: no numeral for any application below it.
   const Term* fold_chain(const Term* t);
   void collect_spine(const Term* t);
+  // Whether t is a leaf or its normal form is cached.
+  bool normalised(const Term* t) const { return t->arity() == 0 || cached_entry(t) != nullptr; }
   // The normal form of a term that is a leaf or already cached.
-  const Term* normal_form_of(const Term* t) const {
+  const Term* normal_form_of(const Term* t) {
     return t->arity() == 0 ? leaf_normal_form(t) : cached_normal_form(t);
   }
+  // The same as a word: true when that normal form is a numeral below 2^64,
+  // and then *word is its value.
+  bool word_of(const Term* t, std::uint64_t* word) const;
   // The normal form of a term without arguments: a constant's value, or the
   // term itself. Never cached: it costs one lookup.
   const Term* leaf_normal_form(const Term* t) const {
-    if (t->get_symbol()->op() != Op::Constant) return t;
+    if (t->op() != Op::Constant) return t;
     const Term* v = value_of(t);
     return v != nullptr ? v : t;
   }
-  // t's normal form from the cache, or null when it is absent or stale.
-  const Term* cached_normal_form(const Term* t) const;
+  // t's cache entry, or null when it is absent or stale.
+  const NormalForm* cached_entry(const Term* t) const;
+  // t's normal form from the cache (its numeral made now if the entry holds
+  // a word), or null when it is absent or stale.
+  const Term* cached_normal_form(const Term* t);
   void cache_normal_form(const Term* t, const Term* n);
+  void cache_word(const Term* t, std::uint64_t word);
+  NormalForm& cache_slot(const Term* t);
 
   TermManager* mgr_;
   Logger logger_;

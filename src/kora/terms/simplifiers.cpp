@@ -123,28 +123,190 @@ bool numeral_words(const Args& args, u64 (&v)[2]) noexcept {
   v[1] = 0;
   if (args.size() > 2) return false;
   for (std::size_t i = 0; i < args.size(); ++i) {
-    if (!args[i]->get_symbol()->numeral_word(&v[i])) return false;
+    if (!args[i]->numeral_word(&v[i])) return false;
   }
   return true;
 }
 
-// fold_same_width with the word operation g for widths up to 64; g's result
-// is reduced modulo 2^w by make_bv_word.
-template <class G, class F>
-const Term* fold_same_width(TermManager* mgr, const Symbol* s, const Args& args, G g, F f) {
+// The bit-vector operators whose only parameter is the width of their
+// arguments, which is their result's width too unless they compare.
+bool is_same_width_op(Op op) noexcept {
+  return op >= Op::BVAdd && op <= Op::BVSle;
+}
+
+// fold_words for the operators whose parameters are not just the argument
+// width, and for the comparisons of two values.
+WordFold fold_structure_words(const Symbol* s, u64 a, u64 b, std::size_t n, u64* out) {
+  const std::size_t p0 = s->param(0);
+  const std::size_t p1 = s->param(1);
+  std::size_t w = p0;  // the result's width
+  u64 r = 0;
+  switch (s->op()) {
+    case Op::Equal:
+      // Values are hash-consed: two numerals are the same term exactly when
+      // their values are equal.
+      if (n != 2) return WordFold::None;
+      return a == b ? WordFold::True : WordFold::False;
+    case Op::BVComp:
+      if (n != 2) return WordFold::None;
+      w = 1;
+      r = a == b ? 1 : 0;
+      break;
+    case Op::BVConcat:
+      w = p0 + p1;
+      if (w > 64) return WordFold::None;
+      r = (a << p1) | b;
+      break;
+    case Op::BVExtract:
+      // A word argument has no bits at 64 or above.
+      w = p0 - p1 + 1;
+      r = p1 >= 64 ? 0 : a >> p1;
+      break;
+    case Op::BVZeroExtend:
+      w = p0 + p1;
+      r = a;
+      break;
+    case Op::BVSignExtend:
+      // Without its sign bit set the value is its own extension; with it,
+      // the all-ones prefix fits a word only up to 64 bits.
+      w = p0 + p1;
+      if (p1 <= 64 && word::msb(a, p1)) {
+        if (w > 64) return WordFold::None;
+        r = a | (word::mask(w) & ~word::mask(p1));
+      } else {
+        r = a;
+      }
+      break;
+    case Op::BVRotateLeft:
+    case Op::BVRotateRight:
+      w = p1;
+      if (w > 64) return WordFold::None;
+      r = word::rotate_left(a, s->op() == Op::BVRotateLeft ? p0 : w - p0 % w, w);
+      break;
+    default:
+      return WordFold::None;
+  }
+  *out = r & word::mask(w);
+  return WordFold::Word;
+}
+
+}  // namespace
+
+WordFold fold_words(const Symbol* s, const u64* v, std::size_t n, u64* out) {
+  if (n > 2) return WordFold::None;
+  const u64 a = n > 0 ? v[0] : 0;
+  const u64 b = n > 1 ? v[1] : 0;
   const std::size_t w = s->param(0);
+  const auto truth = [](bool holds) { return holds ? WordFold::True : WordFold::False; };
+  if (!is_same_width_op(s->op())) return fold_structure_words(s, a, b, n, out);
+  // Below, w is the width of the arguments and of the result.
+  if (w > 64) return WordFold::None;
+  u64 r = 0;
+  switch (s->op()) {
+    case Op::BVAdd:
+      r = a + b;
+      break;
+    case Op::BVSub:
+      r = a - b;
+      break;
+    case Op::BVNeg:
+      r = word::neg(a, w);
+      break;
+    case Op::BVMul:
+      r = a * b;
+      break;
+    case Op::BVShl:
+      r = b >= w ? 0 : a << b;
+      break;
+    case Op::BVLshr:
+      r = b >= w ? 0 : a >> b;
+      break;
+    case Op::BVAshr:
+      // A shift by the width or more leaves only copies of the sign bit.
+      if (b >= w) {
+        r = word::msb(a, w) ? ~u64{0} : 0;
+      } else {
+        r = static_cast<u64>(word::to_signed(a, w) >> b);
+      }
+      break;
+    case Op::BVUdiv:
+      r = word::udiv(a, b, w);
+      break;
+    case Op::BVSdiv: {
+      const bool na = word::msb(a, w);
+      const bool nb = word::msb(b, w);
+      const u64 q = word::udiv(na ? word::neg(a, w) : a, nb ? word::neg(b, w) : b, w);
+      r = na != nb ? word::neg(q, w) : q;
+      break;
+    }
+    case Op::BVUrem:
+      r = word::urem(a, b);
+      break;
+    case Op::BVSrem: {
+      // The remainder takes the sign of the dividend.
+      const bool na = word::msb(a, w);
+      const u64 m = word::urem(na ? word::neg(a, w) : a, word::msb(b, w) ? word::neg(b, w) : b);
+      r = na ? word::neg(m, w) : m;
+      break;
+    }
+    case Op::BVNot:
+      r = word::mask(w) - a;
+      break;
+    case Op::BVAnd:
+      r = a & b;
+      break;
+    case Op::BVOr:
+      r = a | b;
+      break;
+    case Op::BVXor:
+      r = a ^ b;
+      break;
+    case Op::BVUlt:
+      return truth(a < b);
+    case Op::BVUle:
+      return truth(a <= b);
+    case Op::BVSlt:
+      return truth(word::to_signed(a, w) < word::to_signed(b, w));
+    case Op::BVSle:
+      return truth(word::to_signed(a, w) <= word::to_signed(b, w));
+    default:
+      return WordFold::None;
+  }
+  *out = r & word::mask(w);
+  return WordFold::Word;
+}
+
+namespace {
+
+// The folders' word path: the value of s over args when every argument is
+// a numeral below 2^64 and fold_words has it; null otherwise.
+const Term* fold_word_path(TermManager* mgr, const Symbol* s, const Args& args) {
   u64 v[2];
-  if (w <= 64 && numeral_words(args, v)) return mgr->make_bv_word(g(v[0], v[1], w), w);
+  u64 r = 0;
+  if (!numeral_words(args, v)) return nullptr;
+  switch (fold_words(s, v, args.size(), &r)) {
+    case WordFold::Word:
+      return mgr->make_bv_word(r, s->get_output_type()->width());
+    case WordFold::True:
+      return mgr->true_term();
+    case WordFold::False:
+      return mgr->false_term();
+    case WordFold::None:
+      break;
+  }
+  return nullptr;
+}
+
+// fold_same_width and fold_predicate after the word path.
+template <class F>
+const Term* fold_same_width_words(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   return fold_same_width(mgr, s, args, f);
 }
 
-template <class G, class F>
-const Term* fold_predicate(TermManager* mgr, const Symbol* s, const Args& args, G g, F f) {
-  const std::size_t w = s->param(0);
-  u64 v[2];
-  if (w <= 64 && numeral_words(args, v)) {
-    return g(v[0], v[1], w) ? mgr->true_term() : mgr->false_term();
-  }
+template <class F>
+const Term* fold_predicate_words(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   return fold_predicate(mgr, s, args, f);
 }
 
@@ -187,48 +349,37 @@ mpz_class rotate_left(const mpz_class& a, std::size_t amount, std::size_t w) {
 }  // namespace
 
 const Term* BVAddSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a + b; },
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a + b; });
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a + b; });
 }
 
 const Term* BVSubSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a - b; },
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a - b; });
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a - b; });
 }
 
 const Term* BVNegSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64, std::size_t w) { return word::neg(a, w); },
+  return fold_same_width_words(
+      mgr, s, args,
       [](const auto& a, const auto&, std::size_t w) -> mpz_class { return neg(a, w); });
 }
 
 const Term* BVMulSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a * b; },
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a * b; });
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a * b; });
 }
 
 const Term* BVLslSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t w) { return b >= w ? 0 : a << b; }, shift_left);
+  return fold_same_width_words(mgr, s, args, shift_left);
 }
 
 const Term* BVLsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t w) { return b >= w ? 0 : a >> b; }, shift_right);
+  return fold_same_width_words(mgr, s, args, shift_right);
 }
 
 const Term* BVAsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args,
-      [](u64 a, u64 b, std::size_t w) -> u64 {
-        // A shift by the width or more leaves only copies of the sign bit.
-        if (b >= w) return word::msb(a, w) ? ~u64{0} : 0;
-        return static_cast<u64>(word::to_signed(a, w) >> b);
-      },
-      [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
         // Floor division of the signed value is exactly the arithmetic shift.
         mpz_class sa = to_signed(a, w);
         mpz_class r;
@@ -238,117 +389,89 @@ const Term* BVAsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args
 }
 
 const Term* BVUdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t w) { return word::udiv(a, b, w); },
+  return fold_same_width_words(
+      mgr, s, args,
       [](const auto& a, const auto& b, std::size_t w) -> mpz_class { return udiv(a, b, w); });
 }
 
 const Term* BVUremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return word::urem(a, b); },
+  return fold_same_width_words(
+      mgr, s, args,
       [](const auto& a, const auto& b, std::size_t) -> mpz_class { return urem(a, b); });
 }
 
 const Term* BVSdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args,
-      [](u64 a, u64 b, std::size_t w) {
-        const bool na = word::msb(a, w);
-        const bool nb = word::msb(b, w);
-        const u64 q = word::udiv(na ? word::neg(a, w) : a, nb ? word::neg(b, w) : b, w);
-        return na != nb ? word::neg(q, w) : q;
-      },
-      [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
-        bool na = msb(a, w);
-        bool nb = msb(b, w);
-        mpz_class q = udiv(na ? neg(a, w) : a, nb ? neg(b, w) : b, w);
-        return na != nb ? neg(q, w) : q;
-      });
+  return fold_same_width_words(mgr, s, args,
+                               [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
+                                 bool na = msb(a, w);
+                                 bool nb = msb(b, w);
+                                 mpz_class q = udiv(na ? neg(a, w) : a, nb ? neg(b, w) : b, w);
+                                 return na != nb ? neg(q, w) : q;
+                               });
 }
 
 const Term* BVSremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   // The remainder takes the sign of the dividend.
-  return fold_same_width(
-      mgr, s, args,
-      [](u64 a, u64 b, std::size_t w) {
-        const bool na = word::msb(a, w);
-        const u64 r = word::urem(na ? word::neg(a, w) : a, word::msb(b, w) ? word::neg(b, w) : b);
-        return na ? word::neg(r, w) : r;
-      },
-      [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
-        bool na = msb(a, w);
-        mpz_class r = urem(na ? neg(a, w) : a, msb(b, w) ? neg(b, w) : b);
-        return na ? neg(r, w) : r;
-      });
+  return fold_same_width_words(mgr, s, args,
+                               [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
+                                 bool na = msb(a, w);
+                                 mpz_class r = urem(na ? neg(a, w) : a, msb(b, w) ? neg(b, w) : b);
+                                 return na ? neg(r, w) : r;
+                               });
 }
 
 const Term* BVNotSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64, std::size_t w) { return word::mask(w) - a; },
+  return fold_same_width_words(
+      mgr, s, args,
       [](const auto& a, const auto&, std::size_t w) -> mpz_class { return pow2(w) - 1 - a; });
 }
 
 const Term* BVAndSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a & b; },
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a & b; });
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a & b; });
 }
 
 const Term* BVOrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a | b; },
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a | b; });
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a | b; });
 }
 
 const Term* BVXorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a ^ b; },
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a ^ b; });
+  return fold_same_width_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a ^ b; });
 }
 
 const Term* BVUltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a < b; },
-      [](const auto& a, const auto& b, std::size_t) -> bool { return a < b; });
+  return fold_predicate_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> bool { return a < b; });
 }
 
 const Term* BVUleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(
-      mgr, s, args, [](u64 a, u64 b, std::size_t) { return a <= b; },
-      [](const auto& a, const auto& b, std::size_t) -> bool { return a <= b; });
+  return fold_predicate_words(
+      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> bool { return a <= b; });
 }
 
 const Term* BVSltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(
-      mgr, s, args,
-      [](u64 a, u64 b, std::size_t w) { return word::to_signed(a, w) < word::to_signed(b, w); },
-      [](const auto& a, const auto& b, std::size_t w) {
-        return to_signed(a, w) < to_signed(b, w);
-      });
+  return fold_predicate_words(mgr, s, args, [](const auto& a, const auto& b, std::size_t w) {
+    return to_signed(a, w) < to_signed(b, w);
+  });
 }
 
 const Term* BVSleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate(
-      mgr, s, args,
-      [](u64 a, u64 b, std::size_t w) { return word::to_signed(a, w) <= word::to_signed(b, w); },
-      [](const auto& a, const auto& b, std::size_t w) {
-        return to_signed(a, w) <= to_signed(b, w);
-      });
+  return fold_predicate_words(mgr, s, args, [](const auto& a, const auto& b, std::size_t w) {
+    return to_signed(a, w) <= to_signed(b, w);
+  });
 }
 
 const Term* BVCompSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  u64 v[2];
-  if (args.size() == 2 && numeral_words(args, v)) return mgr->make_bv_word(v[0] == v[1] ? 1 : 0, 1);
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   return fold_numerals(
       mgr, s, args, [&](const Values& v) { return mgr->make_bv_number(v[0] == v[1] ? 1 : 0, 1); });
 }
 
 const Term* BVConcatSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   std::size_t low = s->param(1);
-  u64 v[2];
-  if (s->param(0) + low <= 64 && numeral_words(args, v)) {
-    return mgr->make_bv_word((v[0] << low) | v[1], s->param(0) + low);
-  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     mpz_class r;
     mpz_mul_2exp(r.get_mpz_t(), v[0].get_mpz_t(), low);
@@ -358,14 +481,9 @@ const Term* BVConcatSimpl::operator()(TermManager* mgr, const Symbol* s, const A
 }
 
 const Term* BVSelectSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   std::size_t msb_pos = s->param(0);
   std::size_t lsb_pos = s->param(1);
-  u64 v[2];
-  if (numeral_words(args, v)) {
-    // A word argument has no bits at 64 or above.
-    const u64 bits = lsb_pos >= 64 ? 0 : v[0] >> lsb_pos;
-    return mgr->make_bv_word(bits, msb_pos - lsb_pos + 1);
-  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     mpz_class r;
     mpz_fdiv_q_2exp(r.get_mpz_t(), v[0].get_mpz_t(), lsb_pos);
@@ -374,23 +492,15 @@ const Term* BVSelectSimpl::operator()(TermManager* mgr, const Symbol* s, const A
 }
 
 const Term* BVZextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   std::size_t w = s->param(0) + s->param(1);
-  u64 v[2];
-  if (numeral_words(args, v)) return mgr->make_bv_word(v[0], w);
   return fold_numerals(mgr, s, args,
                        [&](const Values& v) { return mgr->make_bv_gmp(v[0].get_mpz_t(), w); });
 }
 
 const Term* BVSextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   std::size_t w = s->param(0) + s->param(1);
-  const std::size_t from = s->param(1);
-  u64 v[2];
-  if (numeral_words(args, v)) {
-    // Without its sign bit set the value is its own extension; with it, the
-    // all-ones prefix fits a word only up to 64 bits.
-    if (from > 64 || !word::msb(v[0], from)) return mgr->make_bv_word(v[0], w);
-    if (w <= 64) return mgr->make_bv_word(v[0] | (word::mask(w) & ~word::mask(from)), w);
-  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     // A negative value wraps to the all-ones prefix at the wider width.
     const mpz_class r = to_signed(v[0], s->param(1));
@@ -399,11 +509,8 @@ const Term* BVSextSimpl::operator()(TermManager* mgr, const Symbol* s, const Arg
 }
 
 const Term* BVRolSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   std::size_t w = s->param(1);
-  u64 v[2];
-  if (w <= 64 && numeral_words(args, v)) {
-    return mgr->make_bv_word(word::rotate_left(v[0], s->param(0), w), w);
-  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     const mpz_class r = rotate_left(v[0], s->param(0), w);
     return mgr->make_bv_gmp(r.get_mpz_t(), w);
@@ -411,11 +518,8 @@ const Term* BVRolSimpl::operator()(TermManager* mgr, const Symbol* s, const Args
 }
 
 const Term* BVRorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   std::size_t w = s->param(1);
-  u64 v[2];
-  if (w <= 64 && numeral_words(args, v)) {
-    return mgr->make_bv_word(word::rotate_left(v[0], w - s->param(0) % w, w), w);
-  }
   return fold_numerals(mgr, s, args, [&](const Values& v) {
     const mpz_class r = rotate_left(v[0], w - s->param(0) % w, w);
     return mgr->make_bv_gmp(r.get_mpz_t(), w);
@@ -466,6 +570,7 @@ const Term* IffSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& 
 const Term* EqualSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
   // Values are hash-consed, so two values are equal exactly when they are
   // the same term.
+  if (const Term* t = fold_word_path(mgr, s, args)) return t;
   if (args.size() != 2 || !all_values(args)) return mgr->make_term(s, args);
   return args[0] == args[1] ? mgr->true_term() : mgr->false_term();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "kora/terms/term.h"
@@ -74,6 +76,17 @@ KORA_DECLARE_FOLDER(EqualSimpl);
 KORA_DECLARE_FOLDER(IteSimpl);
 
 #undef KORA_DECLARE_FOLDER
+
+// What fold_words found.
+enum class WordFold : std::uint8_t { None, Word, True, False };
+
+// The folders' path for machine words: the value of s applied to arguments
+// that are numerals below 2^64, with values v[0..n), made without any term.
+// Word: *out is the result, below 2^width of s's output; True, False: the
+// result of a comparison or equality; None: the folders take their general
+// path (widths past 64 bits, results of 2^64 or more, operators without a
+// word form). Every folder's word path goes through here.
+WordFold fold_words(const Symbol* s, const std::uint64_t* v, std::size_t n, std::uint64_t* out);
 
 // Folds one application with the folder of its operator. Symbols without a
 // folder (constants, constant arrays) are rebuilt as they are.

@@ -267,7 +267,7 @@ std::ostream& operator<<(std::ostream& os, const Term& t) {
 }
 
 bool is_model_value(const Term* t) {
-  switch (t->get_symbol()->op()) {
+  switch (t->op()) {
     case Op::True:
     case Op::False:
     case Op::BVNumber:

@@ -169,6 +169,17 @@ class Term {
   std::uint64_t id() const noexcept { return id_; }
   // The operator or constant of the term.
   const Symbol* get_symbol() const noexcept { return symbol_; }
+  // The operator of the term's symbol. It and a numeral's word are kept in
+  // the term itself: telling a value from other terms and reading a
+  // numeral's value then touch the term's own cache line, not its symbol.
+  Op op() const noexcept { return op_; }
+  // For a numeral whose value is below 2^64: true, and *value is that value
+  // (as Symbol::numeral_word). False for every other term.
+  bool numeral_word(std::uint64_t* value) const noexcept {
+    if (!has_word_) return false;
+    *value = word_;
+    return true;
+  }
   // The term's type: its symbol's output type.
   const DataType* type() const noexcept { return symbol_->get_output_type(); }
   // The arguments, in order (argument 0 is the first).
@@ -181,7 +192,7 @@ class Term {
  private:
   friend class TermManager;
   Term(std::uint64_t id, const Symbol* symbol, std::vector<const Term*> args)
-      : id_(id), symbol_(symbol), args_(std::move(args)) {}
+      : id_(id), symbol_(symbol), args_(std::move(args)), op_(symbol->op()) {}
 
   std::uint64_t id_;
   const Symbol* symbol_;
@@ -193,8 +204,15 @@ class Term {
   // arguments: building bottom-up then touches memory just written.
   static constexpr std::uint32_t kIndexedUses = ~std::uint32_t{0};
   mutable const Term* first_use_ = nullptr;
-  mutable const Term* next_use_ = nullptr;
+  // A term without arguments has no youngest argument, so it is in no use
+  // list: its link holds a numeral's word instead (has_word_ tells which).
+  union {
+    mutable const Term* next_use_ = nullptr;
+    std::uint64_t word_;
+  };
   mutable std::uint32_t uses_ = 0;
+  Op op_;
+  bool has_word_ = false;
 };
 
 // Writes the term in SMT-LIB syntax.

@@ -151,8 +151,14 @@ const Term* TermManager::find_or_make(const Symbol* s, const Term* const* args, 
 }
 
 const Term* TermManager::new_term(const Symbol* s, const Term* const* args, std::size_t arity) {
-  return &terms_.emplace_back(
-      Term(next_term_id_++, s, std::vector<const Term*>(args, args + arity)));
+  Term& t =
+      terms_.emplace_back(Term(next_term_id_++, s, std::vector<const Term*>(args, args + arity)));
+  if (s->has_word_) {
+    // Only numerals have words, and they have no arguments.
+    t.word_ = s->word_;
+    t.has_word_ = true;
+  }
+  return &t;
 }
 
 void TermManager::index_uses(const Term* youngest) {
