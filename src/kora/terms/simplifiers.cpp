@@ -139,7 +139,7 @@ bool is_same_width_op(Op op) noexcept {
 WordFold fold_structure_words(const Symbol* s, u64 a, u64 b, std::size_t n, u64* out) {
   const std::size_t p0 = s->param(0);
   const std::size_t p1 = s->param(1);
-  std::size_t w = p0;  // the result's width
+  std::size_t w = 0;  // the result's width, set by each case
   u64 r = 0;
   switch (s->op()) {
     case Op::Equal:
