@@ -48,6 +48,8 @@ class Written : public ::testing::Test {
     EXPECT_EQ(back.assertions, reduced_.assertions) << script;
   }
   std::size_t eliminated() const { return reduced_.eliminated; }
+  // The script printed for the asserts over kDecls holds `fragment`.
+  void expect_prints(const std::string& asserts, const std::string& fragment);
 
   TermManager mgr_;
   KeptScript read_;
@@ -59,6 +61,11 @@ const char* const kDecls =
     "(declare-const x (_ BitVec 8))(declare-const y (_ BitVec 8))(declare-const w (_ BitVec 8))"
     "(declare-const z (_ BitVec 8))(declare-fun p () Bool)(declare-fun q () Bool)\n"
     "(assert (distinct x y w))(assert (or p q))(assert (xor p q))\n";
+
+void Written::expect_prints(const std::string& asserts, const std::string& fragment) {
+  const std::string script = print(std::string(kDecls) + asserts);
+  EXPECT_NE(script.find(fragment), std::string::npos) << script;
+}
 
 TEST_F(Written, UnchangedAssertionsAreCopiedAsWritten) {
   const std::string text =
@@ -111,31 +118,19 @@ TEST_F(Written, ChangedLetBinderAndBody) {
 }
 
 TEST_F(Written, UnchangedLetInsideChangedTerm) {
-  const std::string script =
-      print(std::string(kDecls) +
-            "(assert (and (let ((s (bvor x y))) (bvult s w)) (= w (bvmul x (bvadd y z)))))");
-  EXPECT_NE(
-      script.find("(assert (and (let ((s (bvor x y))) (bvult s w)) (= w (bvmul x kora!e0))))"),
-      std::string::npos)
-      << script;
+  expect_prints("(assert (and (let ((s (bvor x y))) (bvult s w)) (= w (bvmul x (bvadd y z)))))",
+                "(assert (and (let ((s (bvor x y))) (bvult s w)) (= w (bvmul x kora!e0))))");
 }
 
 TEST_F(Written, ChangedTermInsideLetBody) {
-  const std::string script =
-      print(std::string(kDecls) +
-            "(assert (let ((s (bvor x y))) (let ((s (bvand s w))) (= s (bvmul x (bvadd y z))))))");
-  EXPECT_NE(script.find("(let ((s (bvor x y))) (let ((s (bvand s w))) (= s (bvmul x kora!e0))))"),
-            std::string::npos)
-      << script;
+  expect_prints(
+      "(assert (let ((s (bvor x y))) (let ((s (bvand s w))) (= s (bvmul x (bvadd y z))))))",
+      "(let ((s (bvor x y))) (let ((s (bvand s w))) (= s (bvmul x kora!e0))))");
 }
 
 TEST_F(Written, IndexedOperatorHeads) {
-  const std::string script =
-      print(std::string(kDecls) +
-            "(assert (= ((_ extract 3 0) (bvmul x (bvadd y z))) ((_ extract 7 4) x)))");
-  EXPECT_NE(script.find("(= ((_ extract 3 0) (bvmul x kora!e0)) ((_ extract 7 4) x))"),
-            std::string::npos)
-      << script;
+  expect_prints("(assert (= ((_ extract 3 0) (bvmul x (bvadd y z))) ((_ extract 7 4) x)))",
+                "(= ((_ extract 3 0) (bvmul x kora!e0)) ((_ extract 7 4) x))");
 }
 
 TEST_F(Written, NamedTermsLoseTheirNames) {
