@@ -14,6 +14,8 @@
 //               then validate()
 //   rebuild_alone/N, validate_alone/N  the same, timing only rebuild() or
 //               only validate()
+//   new_numerals/N  the baseline of rebuild_alone/N: N new numerals of
+//               random values made in the same manager
 // The counter per_app is the time per eliminated application. Time also
 // shows the memory hierarchy: at 10^6 applications the terms and the
 // numeral index no longer fit in the caches, so every lookup at a random
@@ -138,6 +140,35 @@ void rebuild_chain(benchmark::State& state) {
   set_per_app(state, n);
 }
 
+// The baseline for rebuild/N: n new numerals of random 32-bit values made
+// in the manager of a simplified chain of n applications, the state rebuild
+// starts from. Rebuilding makes about one new numeral per application (the
+// calculators' values), and each costs a probe of the numeral index at a
+// place no earlier work has touched; this row is that cost alone, so the
+// growth of rebuild/N with N can be set against it in the same run.
+void new_numerals(benchmark::State& state) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  std::uint64_t seed = 0x2545f4914f6cdd1dULL;
+  for (auto _ : state) {
+    state.PauseTiming();
+    Chain c = make_chain(n);
+    auto s = std::make_unique<preprocess::Simplified>(preprocess::simplify(*c.mgr, c.assertions));
+    state.ResumeTiming();
+    for (std::size_t i = 0; i < n; ++i) {
+      // xorshift64: distinct values at random places of the index.
+      seed ^= seed << 13;
+      seed ^= seed >> 7;
+      seed ^= seed << 17;
+      benchmark::DoNotOptimize(c.mgr->make_bv_word(seed, kWidth));
+    }
+    state.PauseTiming();
+    s.reset();
+    c = Chain{};
+    state.ResumeTiming();
+  }
+  set_per_app(state, n);
+}
+
 }  // namespace
 
 void register_preprocess_benchmarks() {
@@ -157,6 +188,11 @@ void register_preprocess_benchmarks() {
       ->Arg(1000000)
       ->Unit(benchmark::kMillisecond);
   benchmark::RegisterBenchmark("preprocess/validate_alone", rebuild_chain<Timed::Validate>)
+      ->Arg(10000)
+      ->Arg(100000)
+      ->Arg(1000000)
+      ->Unit(benchmark::kMillisecond);
+  benchmark::RegisterBenchmark("preprocess/new_numerals", new_numerals)
       ->Arg(10000)
       ->Arg(100000)
       ->Arg(1000000)

@@ -144,6 +144,23 @@ TEST_F(ModelBuilderTest, ImpossibleStepIsCountedAndReportedNeverHidden) {
   EXPECT_EQ(validate(store, original), (std::vector<const Term*>{bad, bad}));
 }
 
+// With one term as both arguments of bvadd, the calculator computes its
+// value as if the two were independent, and the sum of that value with
+// itself misses v: the check must see it, on the values' words, and hand the
+// step to the inverter.
+TEST_F(ModelBuilderTest, ValueThatMissesOnWordsGoesToTheInverter) {
+  const Term* x = bv("x");
+  const Term* twice = app(Op::BVAdd, {x, x});
+  const Term* wanted = mgr.make_equal(twice, num(6));
+  Trail trail;
+  trail.steps.push_back(Replacement{twice, num(6), nullptr, {x}});
+  const auto stats = rebuild(mgr, store, trail, {wanted});
+  EXPECT_EQ(stats.narrow_values, 0u);
+  EXPECT_EQ(stats.inverter_values, 1u);
+  EXPECT_EQ(stats.unsolved, 0u);
+  EXPECT_TRUE(validate(store, {wanted}).empty());
+}
+
 TEST_F(ModelBuilderTest, ValidateReportsEveryFalseAssertionInOrder) {
   const Term* p = boolean("p");
   const Term* q = boolean("q");

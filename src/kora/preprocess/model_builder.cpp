@@ -8,6 +8,7 @@
 #include "kora/calculators/adhoc_calculator.h"
 #include "kora/calculators/calculator_table.h"
 #include "kora/inverse/inverter.h"
+#include "kora/terms/simplifiers.h"
 
 namespace kora::preprocess {
 
@@ -122,6 +123,11 @@ class Builder {
   // its values do not make r.term equal v.
   std::optional<std::size_t> attempt(AdHocCalculator& solver, const Replacement& r, const Term* v);
   bool agrees(const Replacement& r, const Term* v);
+  std::optional<bool> agrees_as_words(const Symbol* s, const Term* const* values, std::size_t n,
+                                      const Term* v);
+
+  // Steps with more arguments are checked on terms.
+  static constexpr std::size_t kMaxWordArgs = 3;
 
   TermManager& mgr_;
   ModelStore& store_;
@@ -177,6 +183,16 @@ std::optional<std::size_t> Builder::attempt(AdHocCalculator& solver, const Repla
 
 // Whether the recorded values of the free arguments make r.term equal v.
 bool Builder::agrees(const Replacement& r, const Term* v) {
+  const Term* values[kMaxWordArgs];
+  const std::size_t n = r.term->arity();
+  if (n <= kMaxWordArgs) {
+    for (std::size_t i = 0; i < n; ++i) {
+      const Term* a = r.term->arg(i);
+      values[i] = pred_.is_free(a) ? staging_.recorded(a) : store_.get_normalized(a);
+      if (values[i] == nullptr) return false;
+    }
+    if (auto same = agrees_as_words(r.term->get_symbol(), values, n, v)) return *same;
+  }
   std::vector<const Term*> args = r.term->args();
   for (const Term*& a : args) {
     if (!pred_.is_free(a)) continue;
@@ -184,6 +200,32 @@ bool Builder::agrees(const Replacement& r, const Term* v) {
     if (a == nullptr) return false;
   }
   return store_.get_normalized(mgr_.make_term(r.term->get_symbol(), args)) == v;
+}
+
+// The check of agrees on machine words, when every value is a numeral below
+// 2^64 and the folders have a word form for s: no term is made, so checking
+// a step costs no new term, no cache entry and no numeral lookup. Nothing
+// when the check needs terms.
+std::optional<bool> Builder::agrees_as_words(const Symbol* s, const Term* const* values,
+                                             std::size_t n, const Term* v) {
+  std::uint64_t words[kMaxWordArgs];
+  for (std::size_t i = 0; i < n; ++i) {
+    if (!values[i]->numeral_word(&words[i])) return std::nullopt;
+  }
+  std::uint64_t result = 0;
+  switch (termsimpl::fold_words(s, words, n, &result)) {
+    case termsimpl::WordFold::Word: {
+      std::uint64_t expected = 0;
+      return v->numeral_word(&expected) && expected == result;
+    }
+    case termsimpl::WordFold::True:
+      return v == mgr_.true_term();
+    case termsimpl::WordFold::False:
+      return v == mgr_.false_term();
+    case termsimpl::WordFold::None:
+      break;
+  }
+  return std::nullopt;
 }
 
 void Builder::default_remaining(const std::vector<const Term*>& assertions) {

@@ -510,10 +510,31 @@ const Term* image_of(const Simplified& s, const Term* t) {
 }
 
 std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions) {
-  const Occurrences occ(assertions);
+  // The same walk as Occurrences, without its counts: only the order of the
+  // first visits matters here.
+  std::vector<bool> seen;
   std::vector<const Term*> found;
-  for (const Term* t : occ.post_order()) {
-    if (t->get_symbol()->op() == Op::Constant) found.push_back(t);
+  std::vector<std::pair<const Term*, std::size_t>> stack;
+  auto visit = [&](const Term* t) {
+    ensure_slot(seen, t->id());
+    if (seen[t->id()]) return;
+    seen[t->id()] = true;
+    if (t->arity() > 0) {
+      stack.emplace_back(t, 0);
+    } else if (t->op() == Op::Constant) {
+      found.push_back(t);
+    }
+  };
+  for (const Term* a : assertions) {
+    visit(a);
+    while (!stack.empty()) {
+      auto& [t, next] = stack.back();
+      if (next == t->arity()) {
+        stack.pop_back();
+      } else {
+        visit(t->arg(next++));
+      }
+    }
   }
   return found;
 }
