@@ -203,7 +203,15 @@ class Eliminator {
   // A change to n can enable a rule at its parents: those not reached yet
   // see it when their turn comes, the others are looked at again.
   void touch_parents(const Term* n);
-  void look_again(const Term* p);
+  // Looks again at the term at position i of the pass's graph.
+  void look_again(std::size_t i);
+  // Sets t's current form.
+  void set_form(const Term* t, const Term* cur) {
+    ensure_slot(form_, t->id());
+    ensure_slot(form_id_, t->id());
+    form_[t->id()] = cur;
+    form_id_[t->id()] = cur->id();
+  }
   const Term* origin(const Term* t) const {
     return t->id() < origin_.size() && origin_[t->id()] != nullptr ? origin_[t->id()] : t;
   }
@@ -224,15 +232,20 @@ class Eliminator {
   std::vector<std::size_t> count_;
   std::vector<bool> assertion_;
   std::vector<const Term*> form_;
+  // The identifier of each form, beside it: looking again at a term whose
+  // form has died then reads no term.
+  std::vector<std::uint64_t> form_id_;
   // By term identifier: the term of the pass's graph a form stands for.
   std::vector<const Term*> origin_;
   std::vector<bool> eliminated_;
-  // The parents of each term of the pass's graph, by identifier ranges.
+  // The positions of the parents of each term of the pass's graph, by
+  // identifier ranges: touching the parents reads no term.
   std::vector<std::size_t> first_parent_;
-  std::vector<const Term*> parents_;
-  // The pass's graph in post-order, and each term's position in it.
+  std::vector<std::size_t> parents_;
+  // The pass's graph in post-order, and the identifiers of its terms (filled
+  // by the first walk).
   std::vector<const Term*> order_;
-  std::vector<std::size_t> position_;
+  std::vector<std::uint64_t> order_id_;
   // The position being looked at; whether the first walk is still on.
   std::size_t at_ = 0;
   bool walking_ = false;
@@ -259,6 +272,8 @@ std::size_t Eliminator::pass() {
   order_ = std::move(occ.order_);
   const std::size_t size = mgr_.term_count() + 1;
   form_.assign(size, nullptr);
+  form_id_.assign(size, 0);
+  order_id_.assign(order_.size(), 0);
   origin_.assign(size, nullptr);
   eliminated_.assign(size, false);
   compared_.clear();
@@ -267,7 +282,9 @@ std::size_t Eliminator::pass() {
   const std::size_t before = out_.eliminated;
   walking_ = true;
   for (at_ = 0; at_ < order_.size(); ++at_) {
-    if (order_[at_]->arity() != 0) visit(order_[at_], order_[at_]);
+    const Term* t = order_[at_];
+    order_id_[at_] = t->id();
+    if (t->arity() != 0) visit(t, t);
   }
   walking_ = false;
   // Each round looks again, bottom-up, at what the last one changed below
@@ -283,7 +300,7 @@ std::size_t Eliminator::pass() {
       if (!first && i == at_) continue;  // queued twice
       first = false;
       at_ = i;
-      look_again(order_[i]);
+      look_again(i);
       for (const std::size_t above : above_) round.push(above);
       above_.clear();
     }
@@ -307,17 +324,15 @@ void Eliminator::compose_images() {
 void Eliminator::index_parents() {
   if (indexed_) return;
   indexed_ = true;
-  position_.assign(mgr_.term_count() + 1, 0);
-  for (std::size_t i = 0; i < order_.size(); ++i) position_[order_[i]->id()] = i;
   first_parent_.assign(mgr_.term_count() + 2, 0);
   for (const Term* t : order_) {
     for (const Term* a : t->args()) ++first_parent_[a->id() + 1];
   }
   for (std::size_t i = 1; i < first_parent_.size(); ++i) first_parent_[i] += first_parent_[i - 1];
-  parents_.assign(first_parent_.back(), nullptr);
+  parents_.assign(first_parent_.back(), 0);
   std::vector<std::size_t> next(first_parent_.begin(), first_parent_.end() - 1);
-  for (const Term* t : order_) {
-    for (const Term* a : t->args()) parents_[next[a->id()]++] = t;
+  for (std::size_t i = 0; i < order_.size(); ++i) {
+    for (const Term* a : order_[i]->args()) parents_[next[a->id()]++] = i;
   }
 }
 
@@ -333,8 +348,7 @@ void Eliminator::visit(const Term* t, const Term* old) {
       compared_[t->id()] = {out_.trail.steps.back().fresh, d.side};
     }
   }
-  ensure_slot(form_, t->id());
-  form_[t->id()] = cur;
+  set_form(t, cur);
   ensure_slot(origin_, cur->id());
   origin_[cur->id()] = t;
   // In the first walk the parents are all still ahead.
@@ -345,7 +359,7 @@ void Eliminator::touch_parents(const Term* n) {
   index_parents();
   if (n->id() + 1 >= first_parent_.size()) return;
   for (std::size_t i = first_parent_[n->id()]; i < first_parent_[n->id() + 1]; ++i) {
-    const std::size_t p = position_[parents_[i]->id()];
+    const std::size_t p = parents_[i];
     if (p <= at_) {
       later_.push_back(p);
     } else if (!walking_) {
@@ -354,10 +368,16 @@ void Eliminator::touch_parents(const Term* n) {
   }
 }
 
-void Eliminator::look_again(const Term* p) {
-  const Term* old = form_[p->id()];
-  if (old == nullptr || (count(old) == 0 && !is_assertion(old))) return;
-  if (!eliminated_[p->id()]) {
+void Eliminator::look_again(std::size_t i) {
+  const std::uint64_t id = order_id_[i];
+  const Term* old = form_[id];
+  if (old == nullptr) return;
+  const std::uint64_t old_id = form_id_[id];
+  const bool dead = (old_id >= count_.size() || count_[old_id] == 0) &&
+                    (old_id >= assertion_.size() || !assertion_[old_id]);
+  if (dead) return;
+  const Term* p = order_[i];
+  if (!eliminated_[id]) {
     visit(p, old);
   } else if (is_compared(p)) {
     // The expression that replaced it still holds its other side.
@@ -421,7 +441,7 @@ void Eliminator::refresh_comparison(const Term* t) {
   const Term* cur = compare_replacement(t, side, u, form(t->arg(1 - side)));
   if (cur == old) return;
   inherit(old, cur);
-  form_[t->id()] = cur;
+  set_form(t, cur);
   ensure_slot(origin_, cur->id());
   origin_[cur->id()] = t;
   touch_parents(t);
