@@ -172,31 +172,18 @@ void new_numerals(benchmark::State& state) {
 }  // namespace
 
 void register_preprocess_benchmarks() {
-  benchmark::RegisterBenchmark("preprocess/simplify", simplify_chain)
-      ->Arg(10000)
-      ->Arg(100000)
-      ->Arg(1000000)
-      ->Unit(benchmark::kMillisecond);
+  // Every row runs over the same three chain lengths.
+  const auto over_chain_sizes = [](benchmark::internal::Benchmark* b) {
+    b->Arg(10000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond);
+  };
+  benchmark::RegisterBenchmark("preprocess/simplify", simplify_chain)->Apply(over_chain_sizes);
   benchmark::RegisterBenchmark("preprocess/rebuild", rebuild_chain<Timed::Both>)
-      ->Arg(10000)
-      ->Arg(100000)
-      ->Arg(1000000)
-      ->Unit(benchmark::kMillisecond);
+      ->Apply(over_chain_sizes);
   benchmark::RegisterBenchmark("preprocess/rebuild_alone", rebuild_chain<Timed::Rebuild>)
-      ->Arg(10000)
-      ->Arg(100000)
-      ->Arg(1000000)
-      ->Unit(benchmark::kMillisecond);
+      ->Apply(over_chain_sizes);
   benchmark::RegisterBenchmark("preprocess/validate_alone", rebuild_chain<Timed::Validate>)
-      ->Arg(10000)
-      ->Arg(100000)
-      ->Arg(1000000)
-      ->Unit(benchmark::kMillisecond);
-  benchmark::RegisterBenchmark("preprocess/new_numerals", new_numerals)
-      ->Arg(10000)
-      ->Arg(100000)
-      ->Arg(1000000)
-      ->Unit(benchmark::kMillisecond);
+      ->Apply(over_chain_sizes);
+  benchmark::RegisterBenchmark("preprocess/new_numerals", new_numerals)->Apply(over_chain_sizes);
 }
 
 }  // namespace kora::bench
