@@ -1,6 +1,7 @@
 // Each operator that the reader rewrites (or reads n-ary, chained or
 // right-associated) is checked exhaustively at widths 1 to 4: the elaborated
-// term must evaluate like a direct implementation of its SMT-LIB definition.
+// term must evaluate like a direct implementation of its SMT-LIB definition,
+// both by the test's own evaluator and by the term layer's folders.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -25,6 +26,15 @@ using Reference = std::function<u64(const std::vector<u64>& args, std::size_t w)
 std::int64_t to_signed(u64 x, std::size_t w) {
   return ((x >> (w - 1)) & 1) != 0 ? static_cast<std::int64_t>(x) - (std::int64_t{1} << w)
                                    : static_cast<std::int64_t>(x);
+}
+
+// The value of a folded term: a numeral's, or 1 and 0 for true and false.
+std::optional<u64> folded(const TermManager& mgr, const Term* t) {
+  if (t == mgr.true_term()) return 1;
+  if (t == mgr.false_term()) return 0;
+  QNumber value;
+  if (!mgr.number_value(t->get_symbol(), &value)) return std::nullopt;
+  return std::stoull(value.to_string());
 }
 
 class Rewrite : public ::testing::Test {
@@ -56,9 +66,12 @@ class Rewrite : public ::testing::Test {
         store.set_value(xs[k], w == 0 ? (args[k] != 0 ? mgr.true_term() : mgr.false_term())
                                       : mgr.make_bv_word(args[k], w));
       }
+      const u64 want = ref(args, w);
       std::optional<u64> got = test::evaluate(mgr, store, t);
       ASSERT_TRUE(got.has_value());
-      ASSERT_EQ(*got, ref(args, w)) << "for arguments coded " << code;
+      ASSERT_EQ(*got, want) << "for arguments coded " << code;
+      ASSERT_EQ(folded(mgr, store.get_normalized(t)), want)
+          << "folded, for arguments coded " << code;
     }
   }
   // The same at every width from 1 to 4.
@@ -165,6 +178,63 @@ TEST_F(Rewrite, NaryBitVectorOperators) {
   check_widths("bvxor x0 x1 x2", 3, [](auto& a, auto) { return a[0] ^ a[1] ^ a[2]; });
   check_widths("concat x0 x1 x2", 3,
                [](auto& a, auto w) { return (a[0] << (2 * w)) | (a[1] << w) | a[2]; });
+}
+
+TEST_F(Rewrite, Reductions) {
+  auto bits = [](u64 x) { return static_cast<u64>(__builtin_popcountll(x)); };
+  check_widths("bvredor x0", 1, [](auto& a, auto) { return u64{a[0] != 0}; });
+  check_widths("bvredand x0", 1, [](auto& a, auto w) { return u64{a[0] == mask(w)}; });
+  check_widths("bvredxor x0", 1, [bits](auto& a, auto) { return bits(a[0]) % 2; });
+}
+
+// Each overflow predicate against integer arithmetic: whether the exact
+// result lies outside the range of the width.
+namespace overflow {
+
+bool unsigned_out(std::int64_t r, std::size_t w) {
+  return r < 0 || r >= (std::int64_t{1} << w);
+}
+bool signed_out(std::int64_t r, std::size_t w) {
+  const std::int64_t half = std::int64_t{1} << (w - 1);
+  return r < -half || r >= half;
+}
+std::int64_t u(u64 x) {
+  return static_cast<std::int64_t>(x);
+}
+
+}  // namespace overflow
+
+TEST_F(Rewrite, OverflowPredicates) {
+  using overflow::signed_out;
+  using overflow::u;
+  using overflow::unsigned_out;
+  check_widths("bvnego x0", 1,
+               [](auto& a, auto w) { return u64{signed_out(-to_signed(a[0], w), w)}; });
+  check_widths("bvuaddo x0 x1", 2,
+               [](auto& a, auto w) { return u64{unsigned_out(u(a[0]) + u(a[1]), w)}; });
+  check_widths("bvusubo x0 x1", 2,
+               [](auto& a, auto w) { return u64{unsigned_out(u(a[0]) - u(a[1]), w)}; });
+  check_widths("bvumulo x0 x1", 2,
+               [](auto& a, auto w) { return u64{unsigned_out(u(a[0]) * u(a[1]), w)}; });
+  check_widths("bvsaddo x0 x1", 2, [](auto& a, auto w) {
+    return u64{signed_out(to_signed(a[0], w) + to_signed(a[1], w), w)};
+  });
+  check_widths("bvssubo x0 x1", 2, [](auto& a, auto w) {
+    return u64{signed_out(to_signed(a[0], w) - to_signed(a[1], w), w)};
+  });
+  check_widths("bvsmulo x0 x1", 2, [](auto& a, auto w) {
+    return u64{signed_out(to_signed(a[0], w) * to_signed(a[1], w), w)};
+  });
+  // Division by zero has a defined result and never overflows.
+  check_widths("bvsdivo x0 x1", 2, [](auto& a, auto w) {
+    const std::int64_t t = to_signed(a[1], w);
+    return u64{t != 0 && signed_out(to_signed(a[0], w) / t, w)};
+  });
+}
+
+TEST_F(Rewrite, OneArgumentConnectives) {
+  check("and x0", 1, 0, [](auto& a, auto) { return a[0]; });
+  check("or x0", 1, 0, [](auto& a, auto) { return a[0]; });
 }
 
 }  // namespace
