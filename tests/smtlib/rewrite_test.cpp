@@ -8,11 +8,13 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kora/model/model_store.h"
 #include "kora/smtlib/script.h"
 #include "support/evaluator.h"
+#include "support/extension_reference.h"
 
 namespace kora::smtlib {
 namespace {
@@ -180,56 +182,14 @@ TEST_F(Rewrite, NaryBitVectorOperators) {
                [](auto& a, auto w) { return (a[0] << (2 * w)) | (a[1] << w) | a[2]; });
 }
 
-TEST_F(Rewrite, Reductions) {
-  auto bits = [](u64 x) { return static_cast<u64>(__builtin_popcountll(x)); };
-  check_widths("bvredor x0", 1, [](auto& a, auto) { return u64{a[0] != 0}; });
-  check_widths("bvredand x0", 1, [](auto& a, auto w) { return u64{a[0] == mask(w)}; });
-  check_widths("bvredxor x0", 1, [bits](auto& a, auto) { return bits(a[0]) % 2; });
-}
-
-// Each overflow predicate against integer arithmetic: whether the exact
-// result lies outside the range of the width.
-namespace overflow {
-
-bool unsigned_out(std::int64_t r, std::size_t w) {
-  return r < 0 || r >= (std::int64_t{1} << w);
-}
-bool signed_out(std::int64_t r, std::size_t w) {
-  const std::int64_t half = std::int64_t{1} << (w - 1);
-  return r < -half || r >= half;
-}
-std::int64_t u(u64 x) {
-  return static_cast<std::int64_t>(x);
-}
-
-}  // namespace overflow
-
-TEST_F(Rewrite, OverflowPredicates) {
-  using overflow::signed_out;
-  using overflow::u;
-  using overflow::unsigned_out;
-  check_widths("bvnego x0", 1,
-               [](auto& a, auto w) { return u64{signed_out(-to_signed(a[0], w), w)}; });
-  check_widths("bvuaddo x0 x1", 2,
-               [](auto& a, auto w) { return u64{unsigned_out(u(a[0]) + u(a[1]), w)}; });
-  check_widths("bvusubo x0 x1", 2,
-               [](auto& a, auto w) { return u64{unsigned_out(u(a[0]) - u(a[1]), w)}; });
-  check_widths("bvumulo x0 x1", 2,
-               [](auto& a, auto w) { return u64{unsigned_out(u(a[0]) * u(a[1]), w)}; });
-  check_widths("bvsaddo x0 x1", 2, [](auto& a, auto w) {
-    return u64{signed_out(to_signed(a[0], w) + to_signed(a[1], w), w)};
-  });
-  check_widths("bvssubo x0 x1", 2, [](auto& a, auto w) {
-    return u64{signed_out(to_signed(a[0], w) - to_signed(a[1], w), w)};
-  });
-  check_widths("bvsmulo x0 x1", 2, [](auto& a, auto w) {
-    return u64{signed_out(to_signed(a[0], w) * to_signed(a[1], w), w)};
-  });
-  // Division by zero has a defined result and never overflows.
-  check_widths("bvsdivo x0 x1", 2, [](auto& a, auto w) {
-    const std::int64_t t = to_signed(a[1], w);
-    return u64{t != 0 && signed_out(to_signed(a[0], w) / t, w)};
-  });
+// The reduction and overflow operators against integer arithmetic.
+TEST_F(Rewrite, ReductionAndOverflowOperators) {
+  for (std::string_view name : test::kExtensionNames) {
+    check_widths(std::string(name) + " x0" + (test::is_unary_extension(name) ? "" : " x1"),
+                 test::is_unary_extension(name) ? 1 : 2, [name](auto& a, auto w) {
+                   return test::extension_value(name, a[0], a.size() > 1 ? a[1] : 0, w);
+                 });
+  }
 }
 
 TEST_F(Rewrite, OneArgumentConnectives) {
