@@ -302,10 +302,10 @@ const Term* Application::smod(std::size_t w, const Term* s, const Term* t) {
 // bvredor: some bit is set; bvredand: every bit is; bvredxor: an odd number
 // of bits are. Each is one bit.
 const Term* Application::reduce(std::size_t w, const Term* s) {
-  const std::string_view name = h_.info->name;
-  if (name == "bvredxor") return xor_bits(s, w - 1, 0);
+  const std::string_view op = h_.info->name;
+  if (op == "bvredxor") return xor_bits(s, w - 1, 0);
   const Term* zeros = mgr_.make_bv_word(0, w);
-  if (name == "bvredor") return bv(Op::BVNot, 1, bv(Op::BVComp, w, s, zeros));
+  if (op == "bvredor") return bv(Op::BVNot, 1, bv(Op::BVComp, w, s, zeros));
   return bv(Op::BVComp, w, s, mgr_.make_bv_number(-1, w));
 }
 
@@ -329,15 +329,15 @@ const Term* Application::xor_bits(const Term* s, std::size_t high, std::size_t l
 //   bvsmulo  s * t (s)   the 2w-bit product is not the w-bit one extended
 //   bvsdivo  s / t (s)   s is the most negative value and t is -1
 const Term* Application::overflow(std::size_t w, const Term* s, const Term* t) {
-  const std::string_view name = h_.info->name;
-  if (name == "bvuaddo") return bv(Op::BVUlt, w, bv(Op::BVAdd, w, s, t), s);
-  if (name == "bvusubo") return bv(Op::BVUlt, w, s, t);
-  if (name == "bvsdivo") {
+  const std::string_view op = h_.info->name;
+  if (op == "bvuaddo") return bv(Op::BVUlt, w, bv(Op::BVAdd, w, s, t), s);
+  if (op == "bvusubo") return bv(Op::BVUlt, w, s, t);
+  if (op == "bvsdivo") {
     return mgr_.make_and(mgr_.make_equal(s, min_signed(w)),
                          mgr_.make_equal(t, mgr_.make_bv_number(-1, w)));
   }
-  if (name == "bvumulo" || name == "bvsmulo") {
-    const bool is_signed = name == "bvsmulo";
+  if (op == "bvumulo" || op == "bvsmulo") {
+    const bool is_signed = op == "bvsmulo";
     const Symbol* extend =
         is_signed ? mgr_.make_bv_sign_extend_symbol(w, w) : mgr_.make_bv_zero_extend_symbol(w, w);
     const Term* product =
@@ -350,7 +350,7 @@ const Term* Application::overflow(std::size_t w, const Term* s, const Term* t) {
                         mgr_.make_bv_word(0, w));
     return mgr_.make_not(fits);
   }
-  const bool add = name == "bvsaddo";
+  const bool add = op == "bvsaddo";
   const Term* result = bv(add ? Op::BVAdd : Op::BVSub, w, s, t);
   const Term* same_signs = mgr_.make_equal(msb(w, s), msb(w, t));
   return mgr_.make_and(add ? same_signs : mgr_.make_not(same_signs),
