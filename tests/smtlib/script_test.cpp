@@ -424,6 +424,17 @@ TEST_F(Script, ErrorsOfTerms) {
             "#b1010 or (_ bv5 8)");
 }
 
+TEST_F(Script, TheMultiplicationOverflowsStayWithinTheWidthLimit) {
+  read(
+      "(declare-const x (_ BitVec 524289))(assert (bvumulo x x))(assert (bvsmulo x x))"
+      "(assert (bvuaddo x x))");
+  EXPECT_EQ(errors_, (std::vector<std::string>{
+                         "t.smt2:1:45: bvumulo over 524289 bits is not supported: its definition "
+                         "multiplies at twice the width, beyond the limit of 1048576 bits",
+                         "t.smt2:1:67: bvsmulo over 524289 bits is not supported: its definition "
+                         "multiplies at twice the width, beyond the limit of 1048576 bits"}));
+}
+
 TEST_F(Script, ErrorsOfFunctionCalls) {
   std::string f = "(define-fun f ((a (_ BitVec 8)) (b Bool)) Bool b)";
   EXPECT_EQ(error_of(f + "(assert (f x))"), "t.smt2:2:62: f expects 2 arguments, got 1");

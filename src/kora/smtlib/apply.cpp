@@ -337,6 +337,12 @@ const Term* Application::overflow(std::size_t w, const Term* s, const Term* t) {
                          mgr_.make_equal(t, mgr_.make_bv_number(-1, w)));
   }
   if (op == "bvumulo" || op == "bvsmulo") {
+    if (w > kMaxWidth / 2) {
+      throw InputError(h_.node->pos, name() + " over " + std::to_string(w) +
+                                         " bits is not supported: its definition multiplies at " +
+                                         "twice the width, beyond the limit of " +
+                                         std::to_string(kMaxWidth) + " bits");
+    }
     const bool is_signed = op == "bvsmulo";
     const Symbol* extend =
         is_signed ? mgr_.make_bv_sign_extend_symbol(w, w) : mgr_.make_bv_zero_extend_symbol(w, w);
