@@ -10,13 +10,16 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kora/model/model_store.h"
 #include "kora/preprocess/model_builder.h"
 #include "kora/preprocess/simplifier.h"
+#include "kora/smtlib/operators.h"
 #include "kora/terms/term_manager.h"
 #include "support/evaluator.h"
+#include "support/extension_reference.h"
 #include "support/term_helpers.h"
 
 namespace kora::test {
@@ -30,10 +33,28 @@ std::size_t bits_of(const Term* t) {
   return t->type()->is_bool() ? 1 : t->type()->width();
 }
 
-// Builds one random formula over a small budget of constant bits.
+// The reduction and overflow operators exist only as the reader's
+// definitions over the term layer's operators: built here as the reader
+// builds them.
+const Term* extension(TermManager& mgr, std::string_view name,
+                      const std::vector<const Term*>& args) {
+  smtlib::Node head;
+  head.kind = smtlib::Node::Kind::Symbol;
+  head.text = std::string(name);
+  smtlib::Node app;
+  app.children.assign(args.size() + 1, &head);
+  smtlib::OperatorHead h;
+  h.info = smtlib::find_operator(name, smtlib::Dialect::Standard);
+  h.node = &head;
+  return smtlib::apply_operator(mgr, h, app, args);
+}
+
+// Builds one random formula over a small budget of constant bits; with
+// extensions, also over the reduction and overflow operators.
 class FormulaGenerator {
  public:
-  FormulaGenerator(TermManager& mgr, std::uint64_t seed) : mgr_(mgr), rng_(seed) {}
+  FormulaGenerator(TermManager& mgr, std::uint64_t seed, bool extensions = false)
+      : mgr_(mgr), rng_(seed), extensions_(extensions) {}
 
   std::vector<const Term*> make() {
     const std::size_t applications = 3 + pick(10);
@@ -44,6 +65,7 @@ class FormulaGenerator {
     for (std::size_t i = 0; i < n; ++i) assertions.push_back(boolean_term());
     return assertions;
   }
+  std::size_t extensions_made() const { return extensions_made_; }
 
  private:
   std::size_t pick(std::size_t n) {
@@ -88,10 +110,18 @@ class FormulaGenerator {
   void application() {
     const std::size_t w = some_width();
     const Term* t = nullptr;
-    switch (pick(6)) {
+    switch (pick(extensions_ ? 7 : 6)) {
       case 0:
         t = boolean_application();
         break;
+      case 6: {
+        const std::string_view name = kExtensionNames[pick(std::size(kExtensionNames))];
+        const Term* a = operand(w);
+        t = extension(mgr_, name,
+                      is_unary_extension(name) ? std::vector{a} : std::vector{a, operand(w)});
+        ++extensions_made_;
+        break;
+      }
       case 1:
         t = comparison(w);
         break;
@@ -176,9 +206,11 @@ class FormulaGenerator {
 
   TermManager& mgr_;
   std::mt19937_64 rng_;
+  bool extensions_;
   std::map<std::size_t, std::vector<const Term*>> pool_;
   std::size_t bits_ = 0;
   std::size_t names_ = 0;
+  std::size_t extensions_made_ = 0;
 };
 
 const Term* value_term(TermManager& mgr, const Term* c, std::uint64_t x) {
@@ -219,12 +251,14 @@ std::size_t bit_count(const std::vector<const Term*>& assertions) {
 
 struct Totals {
   std::size_t formulas = 0, skipped = 0, eliminated = 0, sat = 0, models = 0, bad = 0;
-  std::size_t narrow = 0, inverted = 0;
+  std::size_t narrow = 0, inverted = 0, extensions = 0;
 };
 
-void check_formula(std::uint64_t seed, Totals& totals) {
+void check_formula(std::uint64_t seed, Totals& totals, bool extensions = false) {
   TermManager mgr;
-  const auto original = FormulaGenerator(mgr, seed).make();
+  FormulaGenerator generator(mgr, seed, extensions);
+  const auto original = generator.make();
+  totals.extensions += generator.extensions_made();
   const auto simplified = preprocess::simplify(mgr, original);
   ++totals.formulas;
 
@@ -269,6 +303,23 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   EXPECT_GT(totals.sat * 4, totals.formulas);
   EXPECT_GT(totals.models, totals.formulas);
   EXPECT_GT(totals.inverted, 0u);
+}
+
+// The same over formulas that also use the reduction and overflow operators:
+// they reach the rules through their definitions.
+TEST(RandomFormulas, WithTheExtensionOperators) {
+  const std::uint64_t seed = test_seed(0x5eed17);
+  Totals totals;
+  for (std::uint64_t i = 0; i < 1500; ++i) check_formula(seed + i, totals, true);
+  std::cout << totals.formulas << " formulas (" << totals.skipped << " too wide), "
+            << totals.extensions << " extension applications, " << totals.eliminated
+            << " eliminations, " << totals.sat << " satisfiable, " << totals.models
+            << " reduced models rebuilt\n";
+  EXPECT_EQ(totals.bad, 0u);
+  EXPECT_LT(totals.skipped * 10, totals.formulas);
+  EXPECT_GT(totals.extensions, totals.formulas / 2);
+  EXPECT_GT(totals.eliminated, totals.formulas);
+  EXPECT_GT(totals.sat * 4, totals.formulas);
 }
 
 }  // namespace

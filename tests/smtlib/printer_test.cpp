@@ -71,26 +71,26 @@ class PrinterTest : public ::testing::Test {
 // --- Symbols ---------------------------------------------------------------------------
 
 TEST(QuoteSymbolTest, SimpleSymbolsStayAsTheyAre) {
-  for (const char* name : {"x", "abc_1", "k!3", "a.b", "+x", "<=?", "Bool", "BitVec"}) {
+  for (const char* name : {"x", "abc_1", "k!3", "a.b", "+x", "<=?", "Bool", "BitVec", "@def0"}) {
     EXPECT_EQ(quote_symbol(name), name);
   }
 }
 
 TEST(QuoteSymbolTest, OtherNamesGoBetweenBars) {
   const std::pair<const char*, const char*> cases[] = {
-      {"1x", "|1x|"},     {"a b", "|a b|"},   {"", "||"},
-      {"x'", "|x'|"},     {"@x", "|@x|"},     {".x", "|.x|"},
-      {"(x)", "|(x)|"},   {"a\nb", "|a\nb|"}, {"caf\xc3\xa9", "|caf\xc3\xa9|"},
+      {"1x", "|1x|"},     {"a b", "|a b|"},   {"", "||"},         {"x'", "|x'|"},
+      {".x", "|.x|"},     {"(x)", "|(x)|"},   {"a\nb", "|a\nb|"}, {"caf\xc3\xa9", "|caf\xc3\xa9|"},
       {"#b01", "|#b01|"}, {":key", "|:key|"},
   };
   for (const auto& [name, quoted] : cases) EXPECT_EQ(quote_symbol(name), quoted) << name;
 }
 
 TEST(QuoteSymbolTest, ReservedWordsCommandsAndOperatorNamesAreQuoted) {
-  for (const char* name : {"let",    "_",       "!",           "as",          "par",    "NUMERAL",
-                           "forall", "assert",  "check-sat",   "declare-fun", "true",   "false",
-                           "and",    "=",       "=>",          "distinct",    "ite",    "bvadd",
-                           "bvsmod", "extract", "zero_extend", "rotate_left", "select", "store"}) {
+  for (const char* name : {"let",     "_",       "!",           "as",          "par",    "NUMERAL",
+                           "forall",  "assert",  "check-sat",   "declare-fun", "true",   "false",
+                           "and",     "=",       "=>",          "distinct",    "ite",    "bvadd",
+                           "bvsmod",  "extract", "zero_extend", "rotate_left", "select", "store",
+                           "bvredor", "bvuaddo", "bvnego",      "define-const"}) {
     EXPECT_EQ(quote_symbol(name), "|" + std::string(name) + "|");
   }
 }

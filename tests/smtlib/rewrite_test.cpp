@@ -1,17 +1,20 @@
 // Each operator that the reader rewrites (or reads n-ary, chained or
 // right-associated) is checked exhaustively at widths 1 to 4: the elaborated
-// term must evaluate like a direct implementation of its SMT-LIB definition.
+// term must evaluate like a direct implementation of its SMT-LIB definition,
+// both by the test's own evaluator and by the term layer's folders.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kora/model/model_store.h"
 #include "kora/smtlib/script.h"
 #include "support/evaluator.h"
+#include "support/extension_reference.h"
 
 namespace kora::smtlib {
 namespace {
@@ -25,6 +28,15 @@ using Reference = std::function<u64(const std::vector<u64>& args, std::size_t w)
 std::int64_t to_signed(u64 x, std::size_t w) {
   return ((x >> (w - 1)) & 1) != 0 ? static_cast<std::int64_t>(x) - (std::int64_t{1} << w)
                                    : static_cast<std::int64_t>(x);
+}
+
+// The value of a folded term: a numeral's, or 1 and 0 for true and false.
+std::optional<u64> folded(const TermManager& mgr, const Term* t) {
+  if (t == mgr.true_term()) return 1;
+  if (t == mgr.false_term()) return 0;
+  QNumber value;
+  if (!mgr.number_value(t->get_symbol(), &value)) return std::nullopt;
+  return std::stoull(value.to_string());
 }
 
 class Rewrite : public ::testing::Test {
@@ -56,9 +68,12 @@ class Rewrite : public ::testing::Test {
         store.set_value(xs[k], w == 0 ? (args[k] != 0 ? mgr.true_term() : mgr.false_term())
                                       : mgr.make_bv_word(args[k], w));
       }
+      const u64 want = ref(args, w);
       std::optional<u64> got = test::evaluate(mgr, store, t);
       ASSERT_TRUE(got.has_value());
-      ASSERT_EQ(*got, ref(args, w)) << "for arguments coded " << code;
+      ASSERT_EQ(*got, want) << "for arguments coded " << code;
+      ASSERT_EQ(folded(mgr, store.get_normalized(t)), want)
+          << "folded, for arguments coded " << code;
     }
   }
   // The same at every width from 1 to 4.
@@ -165,6 +180,21 @@ TEST_F(Rewrite, NaryBitVectorOperators) {
   check_widths("bvxor x0 x1 x2", 3, [](auto& a, auto) { return a[0] ^ a[1] ^ a[2]; });
   check_widths("concat x0 x1 x2", 3,
                [](auto& a, auto w) { return (a[0] << (2 * w)) | (a[1] << w) | a[2]; });
+}
+
+// The reduction and overflow operators against integer arithmetic.
+TEST_F(Rewrite, ReductionAndOverflowOperators) {
+  for (std::string_view name : test::kExtensionNames) {
+    check_widths(std::string(name) + " x0" + (test::is_unary_extension(name) ? "" : " x1"),
+                 test::is_unary_extension(name) ? 1 : 2, [name](auto& a, auto w) {
+                   return test::extension_value(name, a[0], a.size() > 1 ? a[1] : 0, w);
+                 });
+  }
+}
+
+TEST_F(Rewrite, OneArgumentConnectives) {
+  check("and x0", 1, 0, [](auto& a, auto) { return a[0]; });
+  check("or x0", 1, 0, [](auto& a, auto) { return a[0]; });
 }
 
 }  // namespace

@@ -278,6 +278,64 @@ TEST_F(Script, DeepTermsUseNoCallStack) {
   EXPECT_EQ(t, expected);
 }
 
+TEST_F(Script, DefineConstIsANullaryDefineFun) {
+  std::vector<Command> commands = read(
+      "(declare-const x (_ BitVec 4))(define-const c (_ BitVec 4) (bvadd x #x1))(push 1)"
+      "(define-const d Bool (bvult c x))(assert d)(pop 1)(assert d)(assert (= c x))");
+  EXPECT_EQ(errors_, std::vector<std::string>{"t.smt2:1:140: unknown constant 'd'"});
+  ASSERT_EQ(commands.size(), 7U);
+  EXPECT_EQ(commands[1].kind, Kind::DefineFun);
+  EXPECT_EQ(commands[1].name, "c");
+  const Term* x = mgr_.make_constant("x", mgr_.bv_type(4));
+  const Term* c = bv(Op::BVAdd, x, mgr_.make_bv_word(1, 4));
+  EXPECT_EQ(commands[1].term, c);
+  EXPECT_EQ(commands[4].term, bv(Op::BVUlt, c, x));
+  EXPECT_EQ(commands[6].term, mgr_.make_equal(c, x));
+  // Only declared constants are listed for get-model.
+  EXPECT_EQ(reader_->declared(), std::vector<const Term*>{x});
+}
+
+// Names starting with '@' are the script's own: declared, looked up with or
+// without bars, given back as declared, and never one of kora's fresh
+// constants.
+TEST_F(Script, NamesStartingWithAtAreDeclared) {
+  std::vector<Command> commands = read(
+      "(declare-fun @def0 () (_ BitVec 4))(declare-const |@1| Bool)(define-const @c Bool @1)"
+      "(assert (= |@def0| (ite @c #x1 (as @def0 (_ BitVec 4)))))");
+  EXPECT_TRUE(errors_.empty()) << errors_.front();
+  ASSERT_EQ(reader_->declared().size(), 2U);
+  const Term* def0 = reader_->declared()[0];
+  const Term* one = reader_->declared()[1];
+  EXPECT_EQ(name_of(def0), "@def0");
+  EXPECT_EQ(name_of(one), "@1");
+  EXPECT_EQ(commands.back().term,
+            mgr_.make_equal(def0, mgr_.make_ite(one, mgr_.make_bv_word(1, 4), def0)));
+  for (int i = 0; i < 4; ++i) {
+    const Term* fresh = mgr_.make_fresh_constant(mgr_.bv_type(4));
+    EXPECT_NE(fresh, def0);
+    EXPECT_NE(name_of(fresh)[0], '@');
+  }
+}
+
+TEST_F(Script, GetOptionAndUnsupportedStandardCommands) {
+  std::vector<Command> commands = read(
+      "(get-option :produce-models)(get-proof)(get-unsat-core)(get-unsat-assumptions)"
+      "(get-assertions)(get-interpolant A B)(get-difficulty)(define-fun-rec f () Bool true)");
+  EXPECT_EQ(errors_,
+            (std::vector<std::string>{
+                "t.smt2:1:117: unknown command 'get-difficulty'",
+                "t.smt2:1:133: recursive functions are not supported: the logic is QF_BV"}));
+  ASSERT_EQ(commands.size(), 6U);
+  EXPECT_EQ(commands[0].kind, Kind::GetOption);
+  EXPECT_EQ(commands[0].name, ":produce-models");
+  const char* const unsupported[] = {"get-proof", "get-unsat-core", "get-unsat-assumptions",
+                                     "get-assertions", "get-interpolant"};
+  for (std::size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(commands[i + 1].kind, Kind::Unsupported);
+    EXPECT_EQ(commands[i + 1].name, unsupported[i]);
+  }
+}
+
 // --- Errors: one message at the offending token, and the script goes on. ----
 
 TEST_F(Script, ErrorsOfCommands) {
@@ -302,6 +360,14 @@ TEST_F(Script, ErrorsOfCommands) {
             "t.smt2:2:16: set-info expects 2 arguments, got 3: write (set-info :KEYWORD VALUE)");
   EXPECT_EQ(error_of("(get-info)"),
             "t.smt2:2:10: get-info expects 1 argument, got 0: write (get-info :KEYWORD)");
+  EXPECT_EQ(error_of("(get-option)"),
+            "t.smt2:2:12: get-option expects 1 argument, got 0: write (get-option :KEYWORD)");
+  EXPECT_EQ(error_of("(define-const c Bool)"),
+            "t.smt2:2:21: define-const expects 3 arguments, got 2: write (define-const NAME SORT "
+            "TERM)");
+  EXPECT_EQ(error_of("(define-const c Bool x)"),
+            "t.smt2:2:22: expected a term of sort Bool, got one of sort (_ BitVec 8)");
+  EXPECT_EQ(error_of("(define-const x Bool true)"), "t.smt2:2:15: 'x' is already declared");
   EXPECT_EQ(error_of("(get-value ())"),
             "t.smt2:2:12: expected a non-empty list of terms, got '()'");
 }
@@ -356,6 +422,17 @@ TEST_F(Script, ErrorsOfTerms) {
   EXPECT_EQ(error_of("(assert (= 5 x))"),
             "t.smt2:2:12: a bare numeral is not a term: write a bit-vector literal such as #x0a, "
             "#b1010 or (_ bv5 8)");
+}
+
+TEST_F(Script, TheMultiplicationOverflowsStayWithinTheWidthLimit) {
+  read(
+      "(declare-const x (_ BitVec 524289))(assert (bvumulo x x))(assert (bvsmulo x x))"
+      "(assert (bvuaddo x x))");
+  EXPECT_EQ(errors_, (std::vector<std::string>{
+                         "t.smt2:1:45: bvumulo over 524289 bits is not supported: its definition "
+                         "multiplies at twice the width, beyond the limit of 1048576 bits",
+                         "t.smt2:1:67: bvsmulo over 524289 bits is not supported: its definition "
+                         "multiplies at twice the width, beyond the limit of 1048576 bits"}));
 }
 
 TEST_F(Script, ErrorsOfFunctionCalls) {

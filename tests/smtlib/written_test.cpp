@@ -77,6 +77,26 @@ TEST_F(Written, UnchangedAssertionsAreCopiedAsWritten) {
       << script;
 }
 
+// Few back ends read the reduction and overflow operators, and not all read
+// and/or with one argument: the script says them by their definitions,
+// changed or not, and keeps the user's text around them.
+TEST_F(Written, ExtensionsAreNeverSentAsWritten) {
+  const char* const operators[] = {"bvredor", "bvredand", "bvredxor", "bvnego",
+                                   "bvuaddo", "bvsaddo",  "bvumulo",  "bvsmulo",
+                                   "bvusubo", "bvssubo",  "bvsdivo"};
+  const std::string script = print(
+      std::string(kDecls) +
+      "(assert (=> p (and (bvuaddo x y) (bvsaddo x w) (bvumulo y w) (bvsmulo x y) (bvusubo w x)"
+      " (bvssubo y x) (bvsdivo x w) (bvnego y))))\n"
+      "(assert (= (bvredor x) (bvredand y) (bvredxor w)))\n"
+      "(assert (and (or q)))\n(assert (=> q (bvuaddo x (bvadd y z))))\n");
+  for (const char* op : operators) {
+    EXPECT_EQ(script.find(op), std::string::npos) << op << " in\n" << script;
+  }
+  EXPECT_NE(script.find("(assert q)\n"), std::string::npos) << script;
+  EXPECT_NE(script.find("(assert (=> p (and (bvult (bvadd x y) x) "), std::string::npos) << script;
+}
+
 TEST_F(Written, DeclaresEveryConstantInDeclarationOrderThenTheFreshOnes) {
   const std::string script = print(std::string(kDecls) + "(assert (= x (bvadd y z)))");
   const std::size_t x = script.find("(declare-fun x ");

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <unordered_set>
 
+#include "kora-solve/backend_names.h"
 #include "kora-solve/model_values.h"
 #include "kora/preprocess/model_builder.h"
 #include "kora/preprocess/simplifier.h"
@@ -67,22 +68,33 @@ std::string script_of(const TermManager& mgr, const std::vector<const Term*>& as
 }
 
 // The script for the back end printed from the written forms, or the
-// printer's when they cannot say the reduced problem.
+// printer's when they cannot say the reduced problem; constants under the
+// names the back end knows them by.
 std::string script_of(TermManager& mgr, const std::vector<const Term*>& original,
                       const preprocess::Simplified& reduced, const WrittenInput* written,
-                      const Backend& backend) {
+                      const Backend& backend, BackendNames& names) {
+  const std::vector<const Term*> sent = names(reduced.assertions);
   if (written != nullptr && written->forms.size() == original.size()) {
     std::vector<smtlib::WrittenAssertion> assertions;
     assertions.reserve(original.size());
     for (std::size_t i = 0; i < original.size(); ++i) {
-      assertions.push_back({original[i], written->forms[i], reduced.assertions[i]});
+      assertions.push_back({original[i], written->forms[i], sent[i]});
     }
-    auto image = [&reduced](const Term* t) { return preprocess::image_of(reduced, t); };
+    auto image = [&](const Term* t) { return names(preprocess::image_of(reduced, t)); };
     std::optional<std::string> script = smtlib::print_written_script(
-        mgr, written->declared, constants_of(reduced.assertions), assertions, image);
+        mgr, names(written->declared), constants_of(sent), assertions, image);
     if (script) return std::move(*script);
   }
-  return script_of(mgr, reduced.assertions, backend);
+  return script_of(mgr, sent, backend);
+}
+
+// The constants that the back end may be sent: those of the assertions and
+// the declared ones.
+std::vector<const Term*> named_constants(const std::vector<const Term*>& constants,
+                                         const WrittenInput* written) {
+  std::vector<const Term*> all = constants;
+  if (written != nullptr) all.insert(all.end(), written->declared.begin(), written->declared.end());
+  return all;
 }
 
 void dump(const std::string& file, const std::string& script) {
@@ -118,10 +130,11 @@ class Round {
       reduced.assertions = assertions_;
     }
     std::vector<const Term*> constants = constants_of(reduced.assertions);
+    BackendNames names(mgr_, named_constants(constants, written_));
     std::vector<ValueRequest> requests;
     requests.reserve(constants.size());
-    for (const Term* c : constants) requests.push_back(request_for(mgr_, c));
-    std::string script = script_of(mgr_, assertions_, reduced, written_, backend_);
+    for (const Term* c : constants) requests.push_back(request_for(mgr_, names.constant(c)));
+    std::string script = script_of(mgr_, assertions_, reduced, written_, backend_, names);
     if (!options_.dump_reduced.empty()) dump(options_.dump_reduced, script);
     stats.simplify_seconds += watch.lap();
 
@@ -157,8 +170,9 @@ class Round {
       if (v == nullptr) v = store.default_value(c->type());
       with_model.push_back(c->type()->is_bool() ? mgr_.make_iff(c, v) : mgr_.make_equal(c, v));
     }
-    Answer answer =
-        backend_.check(script_of(mgr_, with_model, backend_), {}, deadline_after(options_.timeout));
+    BackendNames names(mgr_, constants_of(assertions_));
+    Answer answer = backend_.check(script_of(mgr_, names(with_model), backend_), {},
+                                   deadline_after(options_.timeout));
     if (answer.status != Status::Sat) {
       result_.model_error = "the model was not confirmed: " + backend_.name() + " answered " +
                             to_string(answer.status) + " on the assertions with the model";
@@ -235,6 +249,21 @@ std::string stats_line(Status status, const CheckStats& s) {
          " :kora-simplify-seconds " + seconds(s.simplify_seconds) + " :kora-backend-seconds " +
          seconds(s.backend_seconds) + " :kora-rebuild-seconds " + seconds(s.rebuild_seconds) +
          " :kora-validate-seconds " + seconds(s.validate_seconds) + ")";
+}
+
+void add_stats(CheckStats& total, const CheckStats& more) {
+  total.assertions += more.assertions;
+  total.terms += more.terms;
+  total.eliminated += more.eliminated;
+  for (const auto& [op, n] : more.eliminated_by_op) total.eliminated_by_op[op] += n;
+  total.narrow_values += more.narrow_values;
+  total.inverter_values += more.inverter_values;
+  total.fallbacks += more.fallbacks;
+  total.read_seconds += more.read_seconds;
+  total.simplify_seconds += more.simplify_seconds;
+  total.backend_seconds += more.backend_seconds;
+  total.rebuild_seconds += more.rebuild_seconds;
+  total.validate_seconds += more.validate_seconds;
 }
 
 }  // namespace kora::solve

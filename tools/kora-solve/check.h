@@ -67,6 +67,8 @@ CheckResult check_sat(TermManager& mgr, const Backend& backend,
 
 // The --stats line (without a newline).
 std::string stats_line(Status status, const CheckStats& stats);
+// Adds more's counts and times to total.
+void add_stats(CheckStats& total, const CheckStats& more);
 
 // The declared constants of the terms, each once, in first-occurrence order.
 std::vector<const Term*> constants_of(const std::vector<const Term*>& terms);

@@ -45,7 +45,11 @@ Options:
   --help               print this help and exit
   --version            print the version and exit
 
-FILE, or standard input when absent or '-', is read as one script.
+FILE, or standard input when absent or '-', is read as one script. Besides
+SMT-LIB 2.6 it reads define-const, the overflow predicates of SMT-LIB 2.7
+(bvnego bvuaddo bvsaddo bvumulo bvsmulo) and bvusubo bvssubo bvsdivo bvredor
+bvredand bvredxor, names starting with '@', and and/or with one argument (the
+README lists the whole language).
 
 Exit status: 0 when every command was answered, 1 when some command was
 malformed or unsupported (answered (error "...") and skipped), 2 for a usage

@@ -86,6 +86,11 @@ void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& read
       return get_assignment(reader);
     case Kind::GetInfo:
       return get_info(c.name);
+    case Kind::GetOption:
+      return get_option(c.name);
+    case Kind::Unsupported:
+      out_ << "unsupported\n";
+      return;
     case Kind::Push:
       scopes_.insert(scopes_.end(), c.count, assertions_.size());
       answered_ = false;
@@ -99,6 +104,8 @@ void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& read
       assertions_.clear();
       forms_.clear();
       print_success_ = false;
+      produce_models_ = false;
+      produce_assignments_ = false;
       return;
     case Kind::ResetAssertions:
       pop(scopes_.size());
@@ -149,6 +156,7 @@ void Session::check(const std::vector<const Term*>& assumptions,
   result.stats.read_seconds = read_seconds_;
   read_seconds_ = 0;
   if (options_.stats) err_ << stats_line(result.status, result.stats) << '\n' << std::flush;
+  add_stats(total_, result.stats);
   status_ = result.status;
   reason_ = result.reason.empty() ? "unknown" : result.reason;
   model_ = std::move(result.model);
@@ -160,7 +168,14 @@ void Session::set_option(const smtlib::Command& c) {
   if (c.name == ":print-success" || c.name == ":produce-models" ||
       c.name == ":produce-assignments") {
     if (!is_bool) return error(c.name + " expects true or false");
-    if (c.name == ":print-success") print_success_ = c.attribute->is_reserved("true");
+    const bool on = c.attribute->is_reserved("true");
+    if (c.name == ":print-success") {
+      print_success_ = on;
+    } else if (c.name == ":produce-models") {
+      produce_models_ = on;
+    } else {
+      produce_assignments_ = on;
+    }
     return success();
   }
   out_ << "unsupported\n";
@@ -179,6 +194,20 @@ void Session::get_info(const std::string& keyword) {
     }
     out_ << "(:reason-unknown " << (smtlib::is_simple_symbol(reason_) ? reason_ : quoted(reason_))
          << ")\n";
+  } else if (keyword == ":all-statistics") {
+    out_ << stats_line(status_, total_) << '\n';
+  } else {
+    out_ << "unsupported\n";
+  }
+}
+
+void Session::get_option(const std::string& keyword) {
+  if (keyword == ":print-success") {
+    out_ << (print_success_ ? "true" : "false") << '\n';
+  } else if (keyword == ":produce-models") {
+    out_ << (produce_models_ ? "true" : "false") << '\n';
+  } else if (keyword == ":produce-assignments") {
+    out_ << (produce_assignments_ ? "true" : "false") << '\n';
   } else {
     out_ << "unsupported\n";
   }

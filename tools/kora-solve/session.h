@@ -35,6 +35,7 @@ class Session {
   void check(const std::vector<const Term*>& assumptions, const smtlib::ScriptReader& reader);
   void set_option(const smtlib::Command& c);
   void get_info(const std::string& keyword);
+  void get_option(const std::string& keyword);
   void get_value(const smtlib::Command& c);
   void get_assignment(const smtlib::ScriptReader& reader);
   void pop(std::size_t levels);
@@ -57,6 +58,11 @@ class Session {
   Status status_ = Status::Unknown;
   std::string reason_;
   bool print_success_ = false;
+  // The options set-option accepts, as last set (:print-success is above).
+  bool produce_models_ = false;
+  bool produce_assignments_ = false;
+  // Every check-sat's statistics added up, for (get-info :all-statistics).
+  CheckStats total_;
   bool refused_ = false;
   double read_seconds_ = 0;
 };

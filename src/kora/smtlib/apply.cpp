@@ -1,7 +1,9 @@
 // Sort checking and term building for every operator application, shared by
 // the standard script reader and kora-adhoc's elaborator.
+#include <string_view>
 #include <vector>
 
+#include "kora/numbers/qnumber.h"
 #include "kora/smtlib/operators.h"
 
 namespace kora::smtlib {
@@ -41,6 +43,18 @@ class Application {
   const Term* ite();
   const Term* bit_vector();
   const Term* smod(std::size_t w, const Term* s, const Term* t);
+  const Term* reduce(std::size_t w, const Term* s);
+  const Term* xor_bits(const Term* s, std::size_t high, std::size_t low);
+  const Term* overflow(std::size_t w, const Term* s, const Term* t);
+  const Term* msb(std::size_t w, const Term* s) {
+    return mgr_.make_term(mgr_.make_bv_extract_symbol(w - 1, w - 1, w), {s});
+  }
+  // The most negative value at width w, 10...0.
+  const Term* min_signed(std::size_t w) {
+    QNumber value;
+    BVNumber::pow2(w - 1, &value);
+    return mgr_.make_bv_number(value, w);
+  }
   const Term* concat();
   const Term* concat2(const Term* high, const Term* low);
   const Term* repeat();
@@ -56,11 +70,15 @@ class Application {
 void Application::check_arity() const {
   const Shape shape = h_.info->shape;
   bool nary = shape == Shape::BoolNary || shape == Shape::BVNary || shape == Shape::Concat ||
-              shape == Shape::Implies || shape == Shape::Chain || shape == Shape::Distinct;
+              shape == Shape::Implies || shape == Shape::Chain || shape == Shape::Distinct ||
+              shape == Shape::Connective;
   std::size_t arity = 1;
   switch (shape) {
     case Shape::BoolUnary:
+    case Shape::Connective:
     case Shape::BVUnary:
+    case Shape::BVReduce:
+    case Shape::NegOverflow:
     case Shape::Extract:
     case Shape::Rotate:
     case Shape::Extend:
@@ -134,6 +152,7 @@ const Term* Application::build() {
   switch (h_.info->shape) {
     case Shape::BoolUnary:
     case Shape::BoolNary:
+    case Shape::Connective:
     case Shape::Implies:
       return boolean();
     case Shape::Equal:
@@ -239,6 +258,16 @@ const Term* Application::bit_vector() {
       std::size_t w = same_bv();
       return smod(w, args_[0], args_[1]);
     }
+    case Shape::BVReduce:
+      return reduce(one_bv(), args_[0]);
+    case Shape::NegOverflow: {
+      std::size_t w = one_bv();
+      return mgr_.make_equal(args_[0], min_signed(w));
+    }
+    case Shape::Overflow: {
+      std::size_t w = same_bv();
+      return overflow(w, args_[0], args_[1]);
+    }
     default: {
       std::size_t w = same_bv();
       const Term* t = args_[0];
@@ -268,6 +297,70 @@ const Term* Application::smod(std::size_t w, const Term* s, const Term* t) {
   inner = mgr_.make_ite(mgr_.make_and(s_neg, t_pos), bv(Op::BVAdd, w, neg_u, t), inner);
   inner = mgr_.make_ite(mgr_.make_and(s_pos, t_pos), u, inner);
   return mgr_.make_ite(mgr_.make_equal(u, mgr_.make_bv_word(0, w)), u, inner);
+}
+
+// bvredor: some bit is set; bvredand: every bit is; bvredxor: an odd number
+// of bits are. Each is one bit.
+const Term* Application::reduce(std::size_t w, const Term* s) {
+  const std::string_view op = h_.info->name;
+  if (op == "bvredxor") return xor_bits(s, w - 1, 0);
+  const Term* zeros = mgr_.make_bv_word(0, w);
+  if (op == "bvredor") return bv(Op::BVNot, 1, bv(Op::BVComp, w, s, zeros));
+  return bv(Op::BVComp, w, s, mgr_.make_bv_number(-1, w));
+}
+
+// The exclusive or of the bits high..low of s, halving the range so that
+// the term nests log2(w) levels deep.
+const Term* Application::xor_bits(const Term* s, std::size_t high, std::size_t low) {
+  const std::size_t w = s->type()->width();
+  if (high == low) return mgr_.make_term(mgr_.make_bv_extract_symbol(high, low, w), {s});
+  const std::size_t mid = low + (high - low) / 2;
+  return bv(Op::BVXor, 1, xor_bits(s, high, mid + 1), xor_bits(s, mid, low));
+}
+
+// The overflow predicates, each true when the exact result of the operation
+// on the arguments read as unsigned (u) or signed (s) integers does not fit
+// in w bits:
+//   bvuaddo  s + t (u)   the w-bit sum is below s
+//   bvusubo  s - t (u)   s < t
+//   bvumulo  s * t (u)   the high half of the 2w-bit product is not zero
+//   bvsaddo  s + t (s)   s and t have one sign and the sum the other
+//   bvssubo  s - t (s)   s and t differ in sign and the difference has t's
+//   bvsmulo  s * t (s)   the 2w-bit product is not the w-bit one extended
+//   bvsdivo  s / t (s)   s is the most negative value and t is -1
+const Term* Application::overflow(std::size_t w, const Term* s, const Term* t) {
+  const std::string_view op = h_.info->name;
+  if (op == "bvuaddo") return bv(Op::BVUlt, w, bv(Op::BVAdd, w, s, t), s);
+  if (op == "bvusubo") return bv(Op::BVUlt, w, s, t);
+  if (op == "bvsdivo") {
+    return mgr_.make_and(mgr_.make_equal(s, min_signed(w)),
+                         mgr_.make_equal(t, mgr_.make_bv_number(-1, w)));
+  }
+  if (op == "bvumulo" || op == "bvsmulo") {
+    if (w > kMaxWidth / 2) {
+      throw InputError(h_.node->pos, name() + " over " + std::to_string(w) +
+                                         " bits is not supported: its definition multiplies at " +
+                                         "twice the width, beyond the limit of " +
+                                         std::to_string(kMaxWidth) + " bits");
+    }
+    const bool is_signed = op == "bvsmulo";
+    const Symbol* extend =
+        is_signed ? mgr_.make_bv_sign_extend_symbol(w, w) : mgr_.make_bv_zero_extend_symbol(w, w);
+    const Term* product =
+        bv(Op::BVMul, 2 * w, mgr_.make_term(extend, {s}), mgr_.make_term(extend, {t}));
+    const Term* low = mgr_.make_term(mgr_.make_bv_extract_symbol(w - 1, 0, 2 * w), {product});
+    const Term* fits =
+        is_signed ? mgr_.make_equal(product, mgr_.make_term(extend, {low}))
+                  : mgr_.make_equal(
+                        mgr_.make_term(mgr_.make_bv_extract_symbol(2 * w - 1, w, 2 * w), {product}),
+                        mgr_.make_bv_word(0, w));
+    return mgr_.make_not(fits);
+  }
+  const bool add = op == "bvsaddo";
+  const Term* result = bv(add ? Op::BVAdd : Op::BVSub, w, s, t);
+  const Term* same_signs = mgr_.make_equal(msb(w, s), msb(w, t));
+  return mgr_.make_and(add ? same_signs : mgr_.make_not(same_signs),
+                       mgr_.make_not(mgr_.make_equal(msb(w, result), msb(w, s))));
 }
 
 const Term* Application::concat2(const Term* high, const Term* low) {

@@ -18,8 +18,10 @@ struct Entry {
 
 constexpr Entry kOps[] = {
     {{"not", Op::Not, Shape::BoolUnary}, kBoth},
-    {{"and", Op::And, Shape::BoolNary}, kBoth},
-    {{"or", Op::Or, Shape::BoolNary}, kBoth},
+    {{"and", Op::And, Shape::BoolNary}, kNative},
+    {{"and", Op::And, Shape::Connective}, kStandard},
+    {{"or", Op::Or, Shape::BoolNary}, kNative},
+    {{"or", Op::Or, Shape::Connective}, kStandard},
     {{"xor", Op::Iff, Shape::BoolNary}, kStandard},
     {{"=>", Op::Or, Shape::Implies}, kStandard},
     {{"=", Op::Equal, Shape::Equal}, kNative},
@@ -55,6 +57,18 @@ constexpr Entry kOps[] = {
     {{"bvsge", Op::BVSle, Shape::BVSwapped}, kStandard},
     {{"bvcomp", Op::BVComp, Shape::BVComp}, kBoth},
     {{"concat", Op::BVConcat, Shape::Concat}, kBoth},
+    // Extensions. The op names what the definition is built on.
+    {{"bvredor", Op::BVComp, Shape::BVReduce}, kStandard},
+    {{"bvredand", Op::BVComp, Shape::BVReduce}, kStandard},
+    {{"bvredxor", Op::BVXor, Shape::BVReduce}, kStandard},
+    {{"bvnego", Op::Equal, Shape::NegOverflow}, kStandard},
+    {{"bvuaddo", Op::BVAdd, Shape::Overflow}, kStandard},
+    {{"bvsaddo", Op::BVAdd, Shape::Overflow}, kStandard},
+    {{"bvumulo", Op::BVMul, Shape::Overflow}, kStandard},
+    {{"bvsmulo", Op::BVMul, Shape::Overflow}, kStandard},
+    {{"bvusubo", Op::BVUlt, Shape::Overflow}, kStandard},
+    {{"bvssubo", Op::BVSub, Shape::Overflow}, kStandard},
+    {{"bvsdivo", Op::BVSdiv, Shape::Overflow}, kStandard},
 };
 
 constexpr Entry kIndexedOps[] = {
@@ -126,6 +140,11 @@ std::string OperatorHead::name() const {
   return node->is_list() ? describe(*node) : printed_symbol(std::string(info->name));
 }
 
+bool is_sendable_as_written(const OpInfo& info) {
+  return info.shape != Shape::BVReduce && info.shape != Shape::Overflow &&
+         info.shape != Shape::NegOverflow;
+}
+
 const OpInfo* find_operator(std::string_view name, Dialect dialect) {
   return find_in(kOps, name, dialect);
 }
@@ -146,7 +165,10 @@ std::string new_name(const Node& n, const char* what, Dialect dialect) {
       find_operator(name, dialect) != nullptr || find_indexed_operator(name, dialect) != nullptr;
   for (std::string_view r : kReservedNames) builtin = builtin || r == name;
   if (builtin) throw InputError(n.pos, "cannot declare " + quote(n) + ": it is a built-in name");
-  if (!name.empty() && name[0] == '@') {
+  // kora-adhoc reads (as @K SORT) as an abstract value; a standard script
+  // may declare such names (tools that write scripts do), and its abstract
+  // values are never read.
+  if (dialect == Dialect::Native && !name.empty() && name[0] == '@') {
     throw InputError(n.pos, "cannot declare " + quote(n) +
                                 ": names starting with '@' are reserved for abstract values");
   }

@@ -27,27 +27,31 @@ enum class Dialect : unsigned char { Native, Standard };
 
 // How an operator takes its arguments.
 enum class Shape : unsigned char {
-  BoolUnary,   // not
-  BoolNary,    // and, or, xor: left-associated
-  Implies,     // =>: right-associated
-  Equal,       // =, binary: iff over Bool, equality otherwise
-  Chain,       // =, chainable over n arguments
-  Distinct,    // distinct: pairwise
-  Ite,         // ite
-  BVNary,      // bvadd bvmul bvand bvor bvxor: left-associated
-  BVBinary,    // two bit-vectors of one width, same width out
-  BVNegated,   // bvnand bvnor bvxnor: bvnot of the operator
-  BVSmod,      // bvsmod, by its definition over bvurem
-  BVUnary,     // bvneg bvnot
-  BVCompare,   // bvult ...: Bool out
-  BVSwapped,   // bvuge ...: the mirrored comparison with arguments swapped
-  BVComp,      // bvcomp: one bit out
-  Concat,      // any widths, left-associated
-  Extract,     // (_ extract i j)
-  Rotate,      // (_ rotate_left k), (_ rotate_right k)
-  Extend,      // (_ zero_extend k), (_ sign_extend k)
-  Repeat,      // (_ repeat k)
-  ConstArray,  // (as const (Array I E)), Native only
+  BoolUnary,    // not
+  BoolNary,     // and, or, xor: left-associated
+  Connective,   // and, or of the standard dialect: also one argument, itself
+  Implies,      // =>: right-associated
+  Equal,        // =, binary: iff over Bool, equality otherwise
+  Chain,        // =, chainable over n arguments
+  Distinct,     // distinct: pairwise
+  Ite,          // ite
+  BVNary,       // bvadd bvmul bvand bvor bvxor: left-associated
+  BVBinary,     // two bit-vectors of one width, same width out
+  BVNegated,    // bvnand bvnor bvxnor: bvnot of the operator
+  BVSmod,       // bvsmod, by its definition over bvurem
+  BVUnary,      // bvneg bvnot
+  BVCompare,    // bvult ...: Bool out
+  BVSwapped,    // bvuge ...: the mirrored comparison with arguments swapped
+  BVComp,       // bvcomp: one bit out
+  BVReduce,     // bvredor bvredand bvredxor: one bit out, by their definitions
+  Overflow,     // bvuaddo ... bvsdivo: Bool out, by their definitions
+  NegOverflow,  // bvnego: Bool out, s is the most negative value
+  Concat,       // any widths, left-associated
+  Extract,      // (_ extract i j)
+  Rotate,       // (_ rotate_left k), (_ rotate_right k)
+  Extend,       // (_ zero_extend k), (_ sign_extend k)
+  Repeat,       // (_ repeat k)
+  ConstArray,   // (as const (Array I E)), Native only
 };
 
 struct OpInfo {
@@ -55,6 +59,11 @@ struct OpInfo {
   Op op;  // the term layer's operator that the rewriting is built on
   Shape shape;
 };
+
+// Whether a back end may be sent an application of the operator as the user
+// wrote it. The reduction and overflow operators are not: few solvers read
+// them, so their definitions are sent instead.
+bool is_sendable_as_written(const OpInfo& info);
 
 // The operator of an application as written at its head.
 struct OperatorHead {
@@ -75,7 +84,8 @@ const OpInfo* find_indexed_operator(std::string_view name, Dialect dialect);
 // The constant-array pseudo operator of kora-adhoc.
 const OpInfo* const_array_operator();
 // Whether a declaration may not take name in the dialect: operators,
-// reserved words and names starting with '@'. Throws for those, returns name.
+// reserved words and, in the native dialect, names starting with '@'. Throws
+// for those, returns name.
 std::string new_name(const Node& n, const char* what, Dialect dialect);
 
 // Sorts and literals.

@@ -34,6 +34,7 @@ constexpr std::string_view kReserved[] = {
     "define-funs-rec", "define-sort", "echo", "exit", "get-assertions", "get-assignment",
     "get-info", "get-model", "get-option", "get-proof", "get-unsat-assumptions", "get-unsat-core",
     "get-value", "pop", "push", "reset", "reset-assertions", "set-info", "set-logic", "set-option",
+    "define-const", "get-interpolant",
     // Core.
     "true", "false", "not", "=>", "and", "or", "xor", "=", "distinct", "ite",
     // Bit-vectors and the QF_BV extensions.
@@ -41,6 +42,9 @@ constexpr std::string_view kReserved[] = {
     "bvshl", "bvlshr", "bvult", "bvnand", "bvnor", "bvxor", "bvxnor", "bvcomp", "bvsub", "bvsdiv",
     "bvsrem", "bvsmod", "bvashr", "repeat", "zero_extend", "sign_extend", "rotate_left",
     "rotate_right", "bvule", "bvugt", "bvuge", "bvslt", "bvsle", "bvsgt", "bvsge",
+    // Their extensions.
+    "bvredor", "bvredand", "bvredxor", "bvnego", "bvuaddo", "bvsaddo", "bvumulo", "bvsmulo",
+    "bvusubo", "bvssubo", "bvsdivo",
     // Arrays.
     "select", "store", "const"};
 
@@ -53,11 +57,13 @@ bool is_reserved(std::string_view name) {
   return std::find(std::begin(kReserved), std::end(kReserved), name) != std::end(kReserved);
 }
 
-// Symbols starting with '@' or '.' are the solvers' own (abstract values,
-// internal names): a user's name of that shape goes between bars too.
+// Symbols starting with '.' are the solvers' own (internal names): a user's
+// name of that shape goes between bars. Names starting with '@' are printed
+// as scripts declare them (model checkers write @def0 ...); a back end is
+// never sent one (kora-solve renames them).
 bool is_simple_symbol(std::string_view name) {
   if (name.empty() || (name[0] >= '0' && name[0] <= '9')) return false;
-  if (name[0] == '@' || name[0] == '.') return false;
+  if (name[0] == '.') return false;
   return std::all_of(name.begin(), name.end(), is_simple_char) && !is_reserved(name);
 }
 

@@ -27,8 +27,14 @@ constexpr Plain kPlain[] = {
     {"exit", Kind::Exit},
 };
 
-// Standard commands outside QF_BV or outside what the reader answers, with
-// the reason given for refusing them.
+// Standard commands that only ask for something the reader does not give:
+// they change nothing, so they are answered `unsupported` rather than
+// refused.
+constexpr std::string_view kUnsupported[] = {
+    "get-assertions", "get-proof", "get-unsat-core", "get-unsat-assumptions", "get-interpolant",
+};
+
+// Standard commands outside QF_BV, with the reason given for refusing them.
 struct Refused {
   std::string_view name;
   const char* reason;
@@ -39,11 +45,6 @@ constexpr Refused kRefused[] = {
     {"define-funs-rec", "recursive functions are not supported: the logic is QF_BV"},
     {"declare-datatype", "datatypes are not supported: the logic is QF_BV"},
     {"declare-datatypes", "datatypes are not supported: the logic is QF_BV"},
-    {"get-assertions", "get-assertions is not supported"},
-    {"get-option", "get-option is not supported"},
-    {"get-proof", "get-proof is not supported"},
-    {"get-unsat-core", "get-unsat-core is not supported"},
-    {"get-unsat-assumptions", "get-unsat-assumptions is not supported"},
 };
 
 }  // namespace
@@ -110,13 +111,15 @@ Command ScriptReader::Impl::command(const Node& cmd) {
   } else if (name == "set-info" || name == "set-option") {
     out.kind = name == "set-info" ? Kind::SetInfo : Kind::SetOption;
     attribute(cmd, out, true);
-  } else if (name == "get-info") {
-    out.kind = Kind::GetInfo;
+  } else if (name == "get-info" || name == "get-option") {
+    out.kind = name == "get-info" ? Kind::GetInfo : Kind::GetOption;
     attribute(cmd, out, false);
   } else if (name == "declare-const" || name == "declare-fun") {
     declare(cmd, out);
   } else if (name == "define-fun") {
     define_fun(cmd, out);
+  } else if (name == "define-const") {
+    define_const(cmd, out);
   } else if (name == "define-sort") {
     define_sort(cmd, out);
   } else if (name == "assert") {
@@ -155,13 +158,19 @@ Command ScriptReader::Impl::command(const Node& cmd) {
     out.kind = Kind::Echo;
     out.name = c[1]->text;
   } else {
-    unsupported(cmd);
+    unsupported(cmd, out);
   }
   return out;
 }
 
-void ScriptReader::Impl::unsupported(const Node& cmd) {
+void ScriptReader::Impl::unsupported(const Node& cmd, Command& out) {
   const Node& head = *cmd.children[0];
+  for (std::string_view name : kUnsupported) {
+    if (name != head.text) continue;
+    out.kind = Kind::Unsupported;
+    out.name = head.text;
+    return;
+  }
   for (const Refused& r : kRefused) {
     if (r.name == head.text) throw InputError(head.pos, r.reason);
   }
@@ -240,6 +249,18 @@ void ScriptReader::Impl::define_fun(const Node& cmd, Command& out) {
   }
   functions_.push_back(std::move(f));
   names_.bind(name, {nullptr, &functions_.back()});
+}
+
+// (define-const NAME SORT TERM) is (define-fun NAME () SORT TERM).
+void ScriptReader::Impl::define_const(const Node& cmd, Command& out) {
+  const std::vector<const Node*>& c = cmd.children;
+  expect_arguments(cmd, 3, "(define-const NAME SORT TERM)");
+  std::string name = new_symbol(*c[1], "constant");
+  const DataType* type = sort(*c[2]);
+  out.kind = Kind::DefineFun;
+  out.name = name;
+  out.term = term(*c[3], type);
+  names_.bind(name, {out.term, nullptr, WrittenTerm::Role::Defined});
 }
 
 void ScriptReader::Impl::define_sort(const Node& cmd, Command& out) {

@@ -29,7 +29,7 @@ struct Command {
     SetInfo,
     SetOption,
     DeclareConst,  // also a nullary declare-fun
-    DefineFun,
+    DefineFun,     // also define-const
     DefineSort,
     Assert,
     CheckSat,
@@ -38,6 +38,10 @@ struct Command {
     GetValue,
     GetAssignment,
     GetInfo,
+    GetOption,
+    // A standard command outside what the reader answers (get-proof,
+    // get-unsat-core ...): a solver answers `unsupported`.
+    Unsupported,
     Push,
     Pop,
     Reset,
@@ -48,8 +52,8 @@ struct Command {
 
   Kind kind = Kind::Exit;
   Position pos;  // of the command's '('
-  // The logic, the keyword (":produce-models"), the echoed text, or the
-  // declared or defined name.
+  // The logic, the keyword (":produce-models"), the echoed text, the
+  // declared or defined name, or the unsupported command's name.
   std::string name;
   // The value of set-option or set-info, when present. It belongs to the
   // reader and lives until the next call of next().

@@ -169,6 +169,7 @@ class ScriptReader::Impl {
   Command command(const Node& cmd);
   void declare(const Node& cmd, Command& out);
   void define_fun(const Node& cmd, Command& out);
+  void define_const(const Node& cmd, Command& out);
   void define_sort(const Node& cmd, Command& out);
   void attribute(const Node& cmd, Command& out, bool with_value);
   void terms(const Node& list, Command& out, bool written);
@@ -176,7 +177,8 @@ class ScriptReader::Impl {
   void pop(std::size_t count);
   std::size_t levels(const Node& cmd) const;
   void reset();
-  void unsupported(const Node& cmd);
+  // An unsupported standard command, or throws for any other.
+  void unsupported(const Node& cmd, Command& out);
   std::string new_symbol(const Node& n, const char* what) const;
 
   // Sorts and terms (script_terms.cpp).

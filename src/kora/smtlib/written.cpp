@@ -120,6 +120,7 @@ class WrittenPrinter {
   // to a changed term).
   void mark_copyable();
   bool copyable(std::size_t i) const { return first_changed_[i] > i; }
+  bool sendable(std::size_t i) const;
   void copy(std::size_t i);
   // Schedules node i (a term) to be printed so that it reads to its image.
   void node(std::size_t i);
@@ -167,7 +168,7 @@ void WrittenPrinter::mark_copyable() {
   for (std::size_t i = nodes.size(); i-- > 0;) {
     const WrittenTerm::Node& n = nodes[i];
     std::uint32_t own = kNone;
-    if (n.role == Role::Defined || n.role == Role::Annotated) {
+    if (n.role == Role::Defined || n.role == Role::Annotated || !sendable(i)) {
       own = 0;
     } else if (n.role == Role::Variable) {
       const Term* value = nodes[n.binder + 2].term;
@@ -255,8 +256,20 @@ void WrittenPrinter::node(std::size_t i) {
   }
 }
 
+// Whether node i may reach the back end as written: not an application of
+// an operator that back ends do not all read, nor and/or with one argument.
+bool WrittenPrinter::sendable(std::size_t i) const {
+  const WrittenTerm::Node& n = form_->nodes[i];
+  if (n.role != Role::Application || n.op == nullptr) return true;
+  if (!is_sendable_as_written(*n.op)) return false;
+  if (n.op->shape != Shape::Connective) return true;
+  const auto& nodes = form_->nodes;
+  const std::size_t first = i + 1 + nodes[i + 1].size;  // past the operator
+  return first + nodes[first].size < i + n.size;        // a second argument
+}
+
 void WrittenPrinter::application(std::size_t i, const Term* image) {
-  if (!rebuilds(i, image)) return term(image);
+  if (!sendable(i) || !rebuilds(i, image)) return term(image);
   const std::vector<std::size_t> c = children(i);
   out_ << '(';
   copy(c[0]);

@@ -1,0 +1,23 @@
+(set-info :smt-lib-version 2.7)
+(set-logic QF_BV)
+(set-info :source |Written for kora's tests: the overflow predicates of FixedSizeBitVectors 2.7 and their common extensions, each next to a plain statement of what it means.|)
+(set-info :status unsat)
+(declare-const a (_ BitVec 8))
+(declare-const b (_ BitVec 8))
+(define-const min (_ BitVec 8) #x80)
+(define-fun wide ((x (_ BitVec 8))) (_ BitVec 16) ((_ zero_extend 8) x))
+(define-fun swide ((x (_ BitVec 8))) (_ BitVec 16) ((_ sign_extend 8) x))
+(define-fun fits ((x (_ BitVec 16))) Bool (= x (swide ((_ extract 7 0) x))))
+(assert
+ (not
+  (and
+   (= (bvnego a) (= a min))
+   (= (bvuaddo a b) (bvuge (bvadd (wide a) (wide b)) #x0100))
+   (= (bvusubo a b) (bvult a b))
+   (= (bvumulo a b) (bvuge (bvmul (wide a) (wide b)) #x0100))
+   (= (bvsaddo a b) (not (fits (bvadd (swide a) (swide b)))))
+   (= (bvssubo a b) (not (fits (bvsub (swide a) (swide b)))))
+   (= (bvsmulo a b) (not (fits (bvmul (swide a) (swide b)))))
+   (= (bvsdivo a b) (and (= a min) (= b #xff))))))
+(check-sat)
+(exit)
