@@ -17,7 +17,9 @@ using Role = WrittenTerm::Role;
 std::string WrittenTerm::atom(std::size_t i) const {
   const Node& n = nodes[i];
   std::string t = text.substr(n.text, n.length);
-  if (n.kind == smtlib::Node::Kind::Symbol && n.quoted) return "|" + t + "|";
+  // As the declarations print the name: a solver may take |x| and x for two
+  // names (Boolector 1.5 does).
+  if (n.kind == smtlib::Node::Kind::Symbol && n.quoted) return quote_symbol(t);
   if (n.kind != smtlib::Node::Kind::String) return t;
   std::string out = "\"";
   for (char c : t) {
