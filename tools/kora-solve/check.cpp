@@ -103,7 +103,8 @@ class Round {
         options_(options),
         log_(log),
         result_(result),
-        written_(options.written_form ? written : nullptr) {}
+        written_(options.written_form ? written : nullptr),
+        deadline_(deadline_after(options.timeout)) {}
 
   // False when the back end's model, rebuilt, does not satisfy the assertions.
   bool run(bool eliminate) {
@@ -125,7 +126,7 @@ class Round {
     if (!options_.dump_reduced.empty()) dump(options_.dump_reduced, script);
     stats.simplify_seconds += watch.lap();
 
-    Answer answer = backend_.check(script, requests, deadline_after(options_.timeout));
+    Answer answer = solve(script, requests);
     stats.backend_seconds += watch.lap();
     result_.status = answer.status;
     result_.reason = answer.reason;
@@ -148,7 +149,8 @@ class Round {
     return valid;
   }
 
-  // Asks a fresh back end whether the assertions hold with the model's values.
+  // Asks a fresh back end whether the assertions hold with the model's
+  // values; when not, the model is withdrawn and the answer is unknown.
   void confirm() {
     ModelStore& store = *result_.model;
     std::vector<const Term*> with_model = assertions_;
@@ -157,13 +159,22 @@ class Round {
       if (v == nullptr) v = store.default_value(c->type());
       with_model.push_back(c->type()->is_bool() ? mgr_.make_iff(c, v) : mgr_.make_equal(c, v));
     }
-    Answer answer =
-        backend_.check(script_of(mgr_, with_model, backend_), {}, deadline_after(options_.timeout));
-    if (answer.status != Status::Sat) {
-      result_.model_error = "the model was not confirmed: " + backend_.name() + " answered " +
-                            to_string(answer.status) + " on the assertions with the model";
-      if (!answer.reason.empty()) result_.model_error += " (" + answer.reason + ")";
-    }
+    Answer answer = solve(script_of(mgr_, with_model, backend_), {});
+    if (answer.status == Status::Sat) return;
+    std::string why = answer.reason == "timeout"
+                          ? answer.reason
+                          : "the model was not confirmed: " + backend_.name() + " answered " +
+                                to_string(answer.status) + " on the assertions with the model";
+    if (!answer.reason.empty() && why != answer.reason) why += " (" + answer.reason + ")";
+    reject(why);
+  }
+
+  // The answer is unknown, for the reason given, and no model is served.
+  void reject(const std::string& why) {
+    result_.status = Status::Unknown;
+    result_.reason = why;
+    result_.model.reset();
+    ++result_.stats.rejected_models;
   }
 
  private:
@@ -174,6 +185,13 @@ class Round {
   std::ostream& log_;
   CheckResult& result_;
   const WrittenInput* written_;
+  // One for the whole check-sat, whichever runs it takes.
+  Deadline deadline_;
+
+  Answer solve(const std::string& script, const std::vector<ValueRequest>& requests) const {
+    if (Clock::now() >= deadline_) return Answer{Status::Unknown, {}, "timeout"};
+    return backend_.check(script, requests, deadline_);
+  }
 };
 
 std::string seconds(double s) {
@@ -214,7 +232,8 @@ CheckResult check_sat(TermManager& mgr, const Backend& backend,
     valid = round.run(false);
   }
   if (!valid) {
-    result.model_error = "the model of " + backend.name() + " does not satisfy the assertions";
+    round.reject("the model of " + backend.name() +
+                 " failed validation: it does not satisfy the assertions");
     return result;
   }
   if (result.status == Status::Sat && options.check_models) round.confirm();
@@ -231,7 +250,8 @@ std::string stats_line(Status status, const CheckStats& s) {
          " :kora-eliminated " + std::to_string(s.eliminated) + " :kora-eliminated-by-op (" + by_op +
          ")" + " :kora-narrow-values " + std::to_string(s.narrow_values) +
          " :kora-inverter-values " + std::to_string(s.inverter_values) + " :kora-fallbacks " +
-         std::to_string(s.fallbacks) + " :kora-read-seconds " + seconds(s.read_seconds) +
+         std::to_string(s.fallbacks) + " :kora-rejected-models " +
+         std::to_string(s.rejected_models) + " :kora-read-seconds " + seconds(s.read_seconds) +
          " :kora-simplify-seconds " + seconds(s.simplify_seconds) + " :kora-backend-seconds " +
          seconds(s.backend_seconds) + " :kora-rebuild-seconds " + seconds(s.rebuild_seconds) +
          " :kora-validate-seconds " + seconds(s.validate_seconds) + ")";
