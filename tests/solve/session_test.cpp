@@ -367,7 +367,9 @@ TEST(CommandLineTest, UsageErrorsExitTwo) {
                                                {"--solver", "cmd:"},
                                                {"-v", "x"},
                                                {"a.smt2", "b.smt2"},
-                                               {"--stats=yes"}}) {
+                                               {"--stats=yes"},
+                                               {"--dump-reduced", "/nonexistent/reduced.smt2"},
+                                               {"--dump-reduced", "/"}}) {
     Outcome o = kora_solve(args, "");
     EXPECT_EQ(o.status, 2) << args[0];
     EXPECT_NE(o.err.find("usage: kora-solve"), std::string::npos) << o.err;
@@ -380,10 +382,55 @@ TEST(CommandLineTest, UsageErrorsExitTwo) {
   EXPECT_EQ(directory.status, 2);
 }
 
+// A stream that takes nothing, as standard output on a full disk.
+class FullBuffer : public std::streambuf {
+ protected:
+  int_type overflow(int_type) override { return traits_type::eof(); }
+};
+
+TEST(CommandLineTest, FailuresToWriteExitTwo) {
+  FullBuffer full;
+  std::ostream out(&full);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"--version"}, {"--help"}, {"--solver", "cmd:true"}}) {
+    std::istringstream in("(echo \"answer\")");
+    std::ostringstream err;
+    out.clear();
+    EXPECT_EQ(run_command_line(args, in, out, err), 2) << args[0];
+    EXPECT_EQ(err.str().rfind("kora-solve: cannot write ", 0), 0U) << err.str();
+  }
+}
+
+// Names, input and solvers' messages may hold any byte; what kora writes
+// holds no control character but its line breaks, and no message stops at
+// a NUL.
+TEST(CommandLineTest, MessagesHoldNoControlCharacter) {
+  const char text[] =
+      "(declare-fun |a\x01"
+      "b| () Bool)(assert |c\x02|)(declare-fun |n\0x| () Bool)(check-sat)";
+  const std::string script(text, sizeof text - 1);
+  Outcome o = kora_solve({"--solver", "cmd:bash " + kFake + " answer sat"}, script);
+  for (char c : o.out) {
+    EXPECT_TRUE(c == '\n' || static_cast<unsigned char>(c) >= 32) << static_cast<int>(c);
+  }
+  EXPECT_NE(o.out.find("cannot declare |a\\x01b|: a constant name cannot hold the control "
+                       "character 0x01\")"),
+            std::string::npos)
+      << o.out;
+  EXPECT_NE(o.out.find("'|c\\x02|'"), std::string::npos) << o.out;
+  EXPECT_NE(o.out.find("cannot declare |n\\x00x|: a constant name cannot hold the control "
+                       "character 0x00\")"),
+            std::string::npos)
+      << o.out;
+  EXPECT_EQ(o.out.substr(o.out.size() - 8), "unknown\n");  // the refused assert
+}
+
 TEST(CommandLineTest, HelpAndVersion) {
   Outcome help = kora_solve({"--help"}, "");
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("--check-models"), std::string::npos);
+  EXPECT_NE(help.out.find("A refused command never changes the problem silently"),
+            std::string::npos);
   Outcome version = kora_solve({"--version"}, "");
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("kora-solve ", 0), 0U);
