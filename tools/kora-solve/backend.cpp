@@ -228,8 +228,9 @@ class ModelLinesBackend final : public ChildBackend {
  public:
   using ChildBackend::ChildBackend;
 
-  // Boolector 1.5 refuses define-fun.
+  // Boolector 1.5 refuses define-fun, and n-ary bit-vector operators.
   bool reads_define_fun() const noexcept override { return false; }
+  bool reads_chains() const noexcept override { return false; }
 
   Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                Deadline deadline) const override {

@@ -78,8 +78,9 @@ std::string script_of(TermManager& mgr, const std::vector<const Term*>& original
       assertions.push_back({original[i], written->forms[i], reduced.assertions[i]});
     }
     auto image = [&reduced](const Term* t) { return preprocess::image_of(reduced, t); };
-    std::optional<std::string> script = smtlib::print_written_script(
-        mgr, written->declared, constants_of(reduced.assertions), assertions, image);
+    std::optional<std::string> script =
+        smtlib::print_written_script(mgr, written->declared, constants_of(reduced.assertions),
+                                     assertions, image, !backend.reads_chains());
     if (script) return std::move(*script);
   }
   return script_of(mgr, reduced.assertions, backend);

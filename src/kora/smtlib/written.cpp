@@ -104,8 +104,8 @@ constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 // Prints the assertions of one script from their written forms.
 class WrittenPrinter {
  public:
-  WrittenPrinter(TermManager& mgr, const ImageOf& image, std::ostream& script)
-      : mgr_(mgr), image_(image), script_(script) {}
+  WrittenPrinter(TermManager& mgr, const ImageOf& image, std::ostream& script, bool binary_chains)
+      : mgr_(mgr), image_(image), script_(script), binary_chains_(binary_chains) {}
 
   // The assertion as its written form says it, reading to the image of its
   // term; false, with nothing printed, when the form is not one to trust.
@@ -133,11 +133,15 @@ class WrittenPrinter {
   }
   // Whether op over the images of the arguments of node i is `image`.
   bool rebuilds(std::size_t i, const Term* image);
+  // Whether node n must not be written as it is: a qualified term, or an
+  // n-ary chain for a solver that reads binary ones only.
+  bool rewritten(std::size_t i) const;
   std::vector<std::size_t> children(std::size_t i) const;
 
   TermManager& mgr_;
   const ImageOf& image_;
   std::ostream& script_;
+  const bool binary_chains_;
   std::ostringstream out_;  // the assertion being printed
   bool failed_ = false;
   const WrittenTerm* form_ = nullptr;
@@ -169,7 +173,7 @@ void WrittenPrinter::mark_copyable() {
   for (std::size_t i = nodes.size(); i-- > 0;) {
     const WrittenTerm::Node& n = nodes[i];
     std::uint32_t own = kNone;
-    if (n.role == Role::Defined || n.role == Role::Annotated) {
+    if (n.role == Role::Defined || n.role == Role::Annotated || rewritten(i)) {
       own = 0;
     } else if (n.role == Role::Variable) {
       const Term* value = nodes[n.binder + 2].term;
@@ -257,8 +261,19 @@ void WrittenPrinter::node(std::size_t i) {
   }
 }
 
+bool WrittenPrinter::rewritten(std::size_t i) const {
+  const WrittenTerm::Node& n = form_->nodes[i];
+  if (n.role == Role::Qualified) return true;
+  if (!binary_chains_ || n.role != Role::Application || n.op == nullptr) return false;
+  static constexpr std::string_view kChains[] = {"bvand", "bvor",  "bvxor",
+                                                 "bvadd", "bvmul", "concat"};
+  // The operator and more than two arguments.
+  return children(i).size() > 3 &&
+         std::find(std::begin(kChains), std::end(kChains), n.op->name) != std::end(kChains);
+}
+
 void WrittenPrinter::application(std::size_t i, const Term* image) {
-  if (!rebuilds(i, image)) return term(image);
+  if (rewritten(i) || !rebuilds(i, image)) return term(image);
   const std::vector<std::size_t> c = children(i);
   out_ << '(';
   copy(c[0]);
@@ -381,14 +396,14 @@ std::optional<std::string> print_written_script(TermManager& mgr,
                                                 const std::vector<const Term*>& declared,
                                                 const std::vector<const Term*>& more,
                                                 const std::vector<WrittenAssertion>& assertions,
-                                                const ImageOf& image) {
+                                                const ImageOf& image, bool binary_chains) {
   std::vector<const Term*> constants = declared;
   std::unordered_set<const Term*> seen(declared.begin(), declared.end());
   for (const Term* c : more) {
     if (seen.insert(c).second) constants.push_back(c);
   }
   std::ostringstream body;
-  WrittenPrinter printer(mgr, image, body);
+  WrittenPrinter printer(mgr, image, body, binary_chains);
   for (const WrittenAssertion& a : assertions) {
     if (!usable(a, image) || !printer.assertion(*a.form)) printer.whole(a.reduced);
   }
