@@ -312,6 +312,17 @@ TEST_F(RunsTest, UnconfirmedModelIsNeverServed) {
   EXPECT_EQ(o.status, 1);
 }
 
+TEST_F(RunsTest, ModelRefusedByTheBackEndIsNeverServed) {
+  // The fake says sat to the problem, then nonsense to the problem with the model.
+  Outcome o = kora_solve(
+      {"--solver", runs("((x#x01))", "sat nonsense"), "--check-models", "--timeout", "20"},
+      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))(check-sat)"
+      "(get-info :reason-unknown)");
+  EXPECT_EQ(o.out,
+            "unknown\n(:reason-unknown \"the model was not confirmed: bash gave the unexpected "
+            "answer 'nonsense' (exited with status 0)\")\n");
+}
+
 // --timeout bounds the whole check-sat: a rerun without elimination, or the
 // confirmation of a model, gets what the first run left, not a fresh limit.
 // Each run of the fake takes 0.7 s of a 1 s limit, so a second one can only

@@ -160,7 +160,14 @@ class Round {
       if (v == nullptr) v = store.default_value(c->type());
       with_model.push_back(c->type()->is_bool() ? mgr_.make_iff(c, v) : mgr_.make_equal(c, v));
     }
-    Answer answer = solve(script_of(mgr_, with_model, backend_), {});
+    Answer answer;
+    try {
+      answer = solve(script_of(mgr_, with_model, backend_), {});
+    } catch (const BackendMissing&) {
+      throw;
+    } catch (const BackendError& e) {
+      return reject(std::string("the model was not confirmed: ") + e.what());
+    }
     if (answer.status == Status::Sat) return;
     std::string why = answer.reason == "timeout"
                           ? answer.reason

@@ -81,8 +81,12 @@ int Session::run(std::istream& in, const std::string& file_name) {
     }
     try {
       execute(*c, reader);
-    } catch (const std::logic_error& e) {
+    } catch (const BackendMissing&) {
+      throw;
+    } catch (const std::exception& e) {
+      // A command that failed half-way is a refused one (out of memory, say).
       error(e.what());
+      refused(reader);
     }
     if (!out_.flush()) return output_failed();
   }
