@@ -5,7 +5,10 @@
 // `:named`, push/pop and check-sat-assuming. For each script and back end:
 // kora's script is accepted (no error from the back end), every check-sat
 // answers as z3 alone answers the original script, and every model kora
-// gives satisfies the assertions in force, by an evaluator of its own.
+// gives satisfies the assertions in force, by an evaluator of its own. z3
+// alone stands for every back end: the others do not read every original
+// (Boolector 1.5 reads neither `as` nor n-ary operators, cvc5 no `:named`
+// inside a `let`), which is why kora's script has to differ from it.
 //
 // KORA_DIFF_SCRIPTS in the environment sets the number of scripts for the
 // three back ends together (each takes a share by what a run of it costs:
@@ -23,6 +26,7 @@
 #include <vector>
 
 #include "kora-solve/command_line.h"
+#include "kora-solve/process.h"
 #include "kora/model/model_store.h"
 #include "kora/smtlib/reader.h"
 #include "kora/smtlib/script.h"
@@ -321,6 +325,19 @@ std::string judge(const std::string& script, const std::string& reference,
   return {};
 }
 
+// z3 alone on a batch of scripts (its whole output): one process, the
+// scripts separated by reset.
+std::string z3_alone(const std::string& batch) {
+  Process process({"z3", "-in", "-smt2"});
+  const Deadline deadline = deadline_after(300.0);
+  std::string out;
+  if (process.write(batch, deadline) == IoStatus::Ok) {
+    process.close_input();
+    process.read_all(out, deadline);
+  }
+  return out;
+}
+
 std::size_t setting(const char* name, std::size_t fallback) {
   const char* text = std::getenv(name);
   return text != nullptr && *text != '\0' ? std::stoull(text) : fallback;
@@ -344,7 +361,7 @@ TEST_P(Differential, AgreesWithTheBackEndAloneAndEveryModelHolds) {
   // Each back end its own scripts.
   const std::uint64_t first =
       setting("KORA_DIFF_SEED", 1) + 1000003 * std::string(GetParam()).size();
-  // z3 alone answers a batch of scripts in one process, separated by reset.
+  // z3 alone answers a batch of scripts in one process.
   constexpr std::size_t kBatch = 50;
   std::size_t failures = 0;
   Tally tally;
@@ -357,7 +374,7 @@ TEST_P(Differential, AgreesWithTheBackEndAloneAndEveryModelHolds) {
     }
     std::vector<std::string> references;
     std::string current;
-    for (const std::string& line : lines_of(test::run_z3(batch))) {
+    for (const std::string& line : lines_of(z3_alone(batch))) {
       if (line == "--") {
         references.push_back(current);
         current.clear();
