@@ -34,8 +34,9 @@ class Written : public ::testing::Test {
       assertions.push_back({read_.assertions[i], read_.forms[i].get(), reduced_.assertions[i]});
     }
     auto image = [this](const Term* t) { return preprocess::image_of(reduced_, t); };
-    std::optional<std::string> script = print_written_script(
-        mgr_, read_.declared, preprocess::constants_of(reduced_.assertions), assertions, image);
+    std::optional<std::string> script =
+        print_written_script(mgr_, read_.declared, preprocess::constants_of(reduced_.assertions),
+                             assertions, image, binary_chains_);
     EXPECT_TRUE(script.has_value());
     if (script) expect_reads_back(*script);
     return script.value_or("");
@@ -54,6 +55,7 @@ class Written : public ::testing::Test {
   TermManager mgr_;
   KeptScript read_;
   preprocess::Simplified reduced_;
+  bool binary_chains_ = false;
 };
 
 // x, y, w of 8 bits, each constrained: they occur several times.
@@ -177,6 +179,48 @@ TEST_F(Written, QuotedAndUnicodeSymbols) {
       "(assert (distinct |x y| |ünï|))(assert (= |ünï| (bvmul |x y| (bvadd |x y| z))))");
   EXPECT_NE(script.find("(assert (distinct |x y| |ünï|))"), std::string::npos) << script;
   EXPECT_NE(script.find("(assert (= |ünï| (bvmul |x y| kora!e0)))"), std::string::npos) << script;
+}
+
+// A solver may take |x| and x for two names (Boolector 1.5 does): every
+// quoted symbol is printed as its declaration is.
+TEST_F(Written, QuotedSimpleSymbolsArePrintedAsDeclared) {
+  const std::string script = print(
+      "(declare-const |x| (_ BitVec 8))(declare-const y (_ BitVec 8))"
+      "(assert (distinct |x| y))(assert (let ((|v| |x|)) (bvult |v| (bvadd y |x|))))",
+      false);
+  EXPECT_NE(script.find("(declare-fun x () (_ BitVec 8))"), std::string::npos) << script;
+  EXPECT_NE(script.find("(assert (distinct x y))"), std::string::npos) << script;
+  EXPECT_NE(script.find("(let ((v x)) (bvult v (bvadd y x)))"), std::string::npos) << script;
+}
+
+// A sort named by define-sort is not defined in the back end's script, and
+// Boolector 1.5 reads no `as`: a qualified term is printed as its term.
+TEST_F(Written, QualifiedTermsArePrintedAsTheirTerms) {
+  const std::string script = print(
+      "(define-sort Byte () (_ BitVec 8))(declare-const x Byte)(declare-const y (_ BitVec 8))"
+      "(assert (distinct (as x Byte) y))(assert (bvult (as y (_ BitVec 8)) (bvadd x y)))",
+      false);
+  EXPECT_EQ(script.find("as "), std::string::npos) << script;
+  EXPECT_EQ(script.find("Byte"), std::string::npos) << script;
+  EXPECT_NE(script.find("(assert (distinct x y))"), std::string::npos) << script;
+  EXPECT_NE(script.find("(assert (bvult y (bvadd x y)))"), std::string::npos) << script;
+}
+
+// For a solver that reads bvand, bvor, bvxor, bvadd, bvmul and concat with
+// two arguments only, longer applications are nested; the rest is as written.
+TEST_F(Written, ChainsForASolverThatReadsBinaryOnesOnly) {
+  binary_chains_ = true;
+  const std::string script =
+      print(std::string(kDecls) +
+                "(assert (= (bvadd x y w) (bvmul x (bvand y w x))))"
+                "(assert (distinct (concat x y w) (concat w y x)))(assert (bvult x (bvor y w)))",
+            false);
+  for (const char* chain : {"(bvadd x y w", "(bvand y w x", "(concat x y w", "(concat w y x"}) {
+    EXPECT_EQ(script.find(chain), std::string::npos) << chain << " in " << script;
+  }
+  EXPECT_NE(script.find("(bvadd (bvadd x y) w)"), std::string::npos) << script;
+  EXPECT_NE(script.find("(assert (bvult x (bvor y w)))"), std::string::npos) << script;
+  EXPECT_NE(script.find("(assert (distinct x y w))"), std::string::npos) << script;
 }
 
 TEST_F(Written, NothingEliminatedCopiesEverything) {

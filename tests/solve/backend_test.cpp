@@ -166,7 +166,15 @@ TEST_F(BackendTest, SolverThatStopsReadingStillAnswers) {
 
 TEST_F(BackendTest, WrongValuesAreErrors) {
   expect_contains(failure(*fake({"answer", "sat", "((x #x0f))"})),
-                  "fake gave an unexpected answer to get-value: ((x #x0f))");
+                  "fake gave an unexpected answer to get-value: 1 values for 2 terms");
+  expect_contains(failure(*fake({"answer", "sat", "((x #x0f) (b true) (b true))"})),
+                  "fake gave more values than the 2 it was asked for in its answer to get-value");
+  expect_contains(failure(*fake({"answer", "sat", "((x #x0f) (b true) junk)"})),
+                  "fake gave more values than the 2 it was asked for");
+  expect_contains(failure(*fake({"answer", "sat", "((x #x0f) b)"})),
+                  "unexpected value for b of sort Bool: b");
+  expect_contains(failure(*fake({"answer", "sat", "((x #x0f) (b true false))"})),
+                  "unexpected value for b of sort Bool: (b true false)");
   expect_contains(failure(*fake({"answer", "sat", "((x #b101) (b true))"})),
                   "unexpected value for x of sort (_ BitVec 8): (x #b101)");
   expect_contains(failure(*fake({"answer", "sat", "((x #x0f) (b #b1))"})),
@@ -175,6 +183,40 @@ TEST_F(BackendTest, WrongValuesAreErrors) {
                   "unexpected value for x");
   expect_contains(failure(*fake({"answer", "sat", "(error \"no model\")"})),
                   "fake answered (error \"no model\") to get-value");
+}
+
+// The answer to get-value is read no further than what was asked could
+// take: a value too many, or a token longer than any value or term asked
+// for, ends the run there, however much the solver would write.
+TEST_F(BackendTest, FloodedAnswersAreCutWhereTheyPassWhatWasAsked) {
+  const std::vector<ValueRequest> one = {{"x", 8}};
+  expect_contains(failure(*fake({"values-flood", "100000000"}), one),
+                  "fake gave more values than the 1 it was asked for in its answer to get-value");
+  expect_contains(failure(*fake({"endless", "value"}), one),
+                  "fake wrote a token longer than any value it was asked for (16 bytes) in its "
+                  "answer to get-value");
+  expect_contains(failure(*fake({"endless", "status"}), one),
+                  "fake gave the unexpected answer 'a response of more than 1048576 bytes'");
+}
+
+// Values in any notation and names of any length within what was asked.
+TEST_F(BackendTest, LongValuesAndNamesAreRead) {
+  const std::string bits(300, '1');
+  const std::string name = "|" + std::string(200, 'n') + "|";
+  Answer a = fake({"answer", "sat", "((" + name + "  #b" + bits + ") (b (_ bv0 1)))"})
+                 ->check(kScript, {{name, 300}, {"b", 1}}, soon());
+  ASSERT_EQ(a.values.size(), 2U);
+  EXPECT_EQ(a.values[0].bits, bits);
+  EXPECT_EQ(a.values[1].bits, "0");
+}
+
+// A solver that answered unknown and then ignores (get-info :reason-unknown)
+// is waited for no longer than one that ignores (exit): the answer stands,
+// without a reason.
+TEST_F(BackendTest, SilenceAfterUnknownIsNotWaitedFor) {
+  Answer a = fake({"mute", "unknown"})->check(kScript, kRequests, soon());
+  EXPECT_EQ(a.status, Status::Unknown);
+  EXPECT_EQ(a.reason, "");
 }
 
 TEST_F(BackendTest, MissingProgramNamesThePackage) {

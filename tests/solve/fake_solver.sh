@@ -23,6 +23,14 @@
 #   pidfile FILE MODE ARGS...        writes its process id to FILE, then MODE
 #   runs FILE VALUES STATUS...       the Nth run (counted in FILE) answers as
 #                                    `answer` with the Nth STATUS, the last repeating
+#   delayed SECONDS MODE ARGS...     sleeps, then behaves as MODE
+#   mute STATUS                      answers (check-sat) with STATUS and then
+#                                    nothing, not even (exit)
+#   values-flood COUNT               answers sat, then (get-value ...) with COUNT
+#                                    pairs (x #x01)
+#   endless WHERE                    an endless token: instead of the answer to
+#                                    (check-sat) (WHERE=status), or as the value
+#                                    of the answer to (get-value ...) (WHERE=value)
 set -u
 
 mode=${1:-answer}
@@ -92,6 +100,33 @@ case $mode in
     statuses=("$@")
     (( n > ${#statuses[@]} )) && n=${#statuses[@]}
     answer "${statuses[n - 1]}" "$values"
+    ;;
+  delayed)
+    sleep "$1"
+    shift
+    exec bash "${BASH_SOURCE[0]}" "$@"
+    ;;
+  mute)
+    at_check_sat && echo "$1"
+    cat >/dev/null
+    sleep 1000
+    ;;
+  values-flood)
+    at_check_sat && echo sat
+    read -r _
+    echo "("
+    yes '(x #x01)' | head -n "$1"
+    echo ")"
+    cat >/dev/null
+    ;;
+  endless)
+    at_check_sat
+    if [ "$1" = value ]; then
+      echo sat
+      read -r _
+      printf '((x #b'
+    fi
+    yes 1 | tr -d '\n'
     ;;
   pidfile)
     echo $$ >"$1"

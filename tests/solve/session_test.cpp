@@ -256,29 +256,100 @@ TEST_F(FailureTest, HangIsKilledAtTheTimeout) {
   EXPECT_EQ(o.status, 0);
 }
 
-TEST_F(FailureTest, WrongModelFallsBackAndIsReported) {
-  Outcome o = kora_solve(
-      {"--solver", "cmd:bash " + kFake + " answer sat ((x#x02))", "--timeout", "20", "--stats"},
-      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))(check-sat)");
-  EXPECT_EQ(o.out, "sat\n(error \"the model of bash does not satisfy the assertions\")\n");
-  EXPECT_NE(o.err.find(":kora-fallbacks 1 "), std::string::npos) << o.err;
+// A model that fails validation, for the reduced problem and again for the
+// problem as given, is never served: unknown, with the reason, no model, and
+// counted.
+TEST_F(FailureTest, InvalidModelIsNeverServed) {
+  const std::string script =
+      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))(check-sat)"
+      "(get-info :reason-unknown)(get-model)(get-value (x))(get-assignment)";
+  const std::string answers =
+      "unknown\n(:reason-unknown \"the model of bash failed validation: it does not satisfy the "
+      "assertions\")\n"
+      "(error \"no model available: the last check-sat did not answer sat\")\n"
+      "(error \"no model available: the last check-sat did not answer sat\")\n"
+      "(error \"no model available: the last check-sat did not answer sat\")\n";
+  for (const char* extra : {"--stats", "--no-elim", "--check-models"}) {
+    Outcome o = kora_solve({"--solver", "cmd:bash " + kFake + " answer sat ((x#x02))", "--timeout",
+                            "20", "--stats", extra},
+                           script);
+    EXPECT_EQ(o.out, answers) << extra;
+    EXPECT_EQ(o.status, 1) << extra;  // the refused get-model, get-value, get-assignment
+    EXPECT_NE(o.err.find("(:kora-result unknown "), std::string::npos) << o.err;
+    EXPECT_NE(o.err.find(":kora-rejected-models 1 "), std::string::npos) << o.err;
+    const bool fell_back = std::string(extra) != "--no-elim";
+    EXPECT_NE(o.err.find(fell_back ? ":kora-fallbacks 1 " : ":kora-fallbacks 0 "),
+              std::string::npos)
+        << o.err;
+  }
 }
 
-TEST_F(FailureTest, UnconfirmedModelIsReported) {
-  // The fake says sat to the problem, then unsat to the problem with the model.
-  auto counter =
+// A counter file for the fake's `runs` mode, removed with the fixture.
+class RunsTest : public FailureTest {
+ protected:
+  void TearDown() override {
+    std::filesystem::remove(counter_);
+    FailureTest::TearDown();
+  }
+  std::string runs(const std::string& values, const std::string& statuses) const {
+    return "cmd:bash " + kFake + " runs " + counter_.string() + " " + values + " " + statuses;
+  }
+  std::filesystem::path counter_ =
       std::filesystem::temp_directory_path() / ("kora_runs_" + std::to_string(::getpid()));
-  std::filesystem::remove(counter);
+};
+
+TEST_F(RunsTest, UnconfirmedModelIsNeverServed) {
+  // The fake says sat to the problem, then unsat to the problem with the model.
   Outcome o = kora_solve(
-      {"--solver", "cmd:bash " + kFake + " runs " + counter.string() + " ((x#x01)) sat unsat",
-       "--check-models", "--timeout", "20"},
+      {"--solver", runs("((x#x01))", "sat unsat"), "--check-models", "--timeout", "20", "--stats"},
       "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))"
-      "(check-sat)");
-  std::filesystem::remove(counter);
+      "(check-sat)(get-info :reason-unknown)(get-value (x))");
   EXPECT_EQ(o.out,
-            "sat\n(error \"the model was not confirmed: bash answered unsat on the assertions "
-            "with the model\")\n");
+            "unknown\n(:reason-unknown \"the model was not confirmed: bash answered unsat on the "
+            "assertions with the model\")\n"
+            "(error \"no model available: the last check-sat did not answer sat\")\n");
+  EXPECT_NE(o.err.find(":kora-rejected-models 1 "), std::string::npos) << o.err;
   EXPECT_EQ(o.status, 1);
+}
+
+TEST_F(RunsTest, ModelRefusedByTheBackEndIsNeverServed) {
+  // The fake says sat to the problem, then nonsense to the problem with the model.
+  Outcome o = kora_solve(
+      {"--solver", runs("((x#x01))", "sat nonsense"), "--check-models", "--timeout", "20"},
+      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))(check-sat)"
+      "(get-info :reason-unknown)");
+  EXPECT_EQ(o.out,
+            "unknown\n(:reason-unknown \"the model was not confirmed: bash gave the unexpected "
+            "answer 'nonsense' (exited with status 0)\")\n");
+}
+
+// --timeout bounds the whole check-sat: a rerun without elimination, or the
+// confirmation of a model, gets what the first run left, not a fresh limit.
+// Each run of the fake takes 0.7 s of a 1 s limit, so a second one can only
+// finish with a limit of its own.
+TEST_F(RunsTest, OneDeadlinePerCheckSat) {
+  const std::string script =
+      "(declare-fun x () (_ BitVec 8))(assert (= x #x01))(assert (bvult x #x05))"
+      "(check-sat)(get-info :reason-unknown)";
+  const std::string delayed = "cmd:bash " + kFake + " delayed 0.7 ";
+  // A wrong model, then the rerun.
+  Outcome rerun =
+      kora_solve({"--solver", delayed + "answer sat ((x#x02))", "--timeout", "1"}, script);
+  EXPECT_EQ(rerun.out, "unknown\n(:reason-unknown timeout)\n");
+  // A right model, then its confirmation.
+  Outcome confirm = kora_solve(
+      {"--solver", delayed + "answer sat ((x#x01))", "--timeout", "1", "--check-models"}, script);
+  EXPECT_EQ(confirm.out, "unknown\n(:reason-unknown timeout)\n");
+  EXPECT_EQ(confirm.status, 0);
+}
+
+// A back end that answers unknown and then ignores (get-info :reason-unknown)
+// costs a moment, not the whole limit (nor for ever without one).
+TEST_F(FailureTest, SilentBackEndAfterUnknown) {
+  Outcome o = kora_solve({"--solver", "cmd:bash " + kFake + " mute unknown"},
+                         std::string(kSmall) + "(get-info :reason-unknown)");
+  EXPECT_EQ(o.out, "unknown\n(:reason-unknown unknown)\n");
+  EXPECT_EQ(o.status, 0);
 }
 
 TEST_F(FailureTest, MissingSolverExitsTwoNamingThePackage) {
@@ -307,7 +378,9 @@ TEST(CommandLineTest, UsageErrorsExitTwo) {
                                                {"--solver", "cmd:"},
                                                {"-v", "x"},
                                                {"a.smt2", "b.smt2"},
-                                               {"--stats=yes"}}) {
+                                               {"--stats=yes"},
+                                               {"--dump-reduced", "/nonexistent/reduced.smt2"},
+                                               {"--dump-reduced", "/"}}) {
     Outcome o = kora_solve(args, "");
     EXPECT_EQ(o.status, 2) << args[0];
     EXPECT_NE(o.err.find("usage: kora-solve"), std::string::npos) << o.err;
@@ -320,10 +393,55 @@ TEST(CommandLineTest, UsageErrorsExitTwo) {
   EXPECT_EQ(directory.status, 2);
 }
 
+// A stream that takes nothing, as standard output on a full disk.
+class FullBuffer : public std::streambuf {
+ protected:
+  int_type overflow(int_type) override { return traits_type::eof(); }
+};
+
+TEST(CommandLineTest, FailuresToWriteExitTwo) {
+  FullBuffer full;
+  std::ostream out(&full);
+  for (const std::vector<std::string>& args :
+       {std::vector<std::string>{"--version"}, {"--help"}, {"--solver", "cmd:true"}}) {
+    std::istringstream in("(echo \"answer\")");
+    std::ostringstream err;
+    out.clear();
+    EXPECT_EQ(run_command_line(args, in, out, err), 2) << args[0];
+    EXPECT_EQ(err.str().rfind("kora-solve: cannot write ", 0), 0U) << err.str();
+  }
+}
+
+// Names, input and solvers' messages may hold any byte; what kora writes
+// holds no control character but its line breaks, and no message stops at
+// a NUL.
+TEST(CommandLineTest, MessagesHoldNoControlCharacter) {
+  const char text[] =
+      "(declare-fun |a\x01"
+      "b| () Bool)(assert |c\x02|)(declare-fun |n\0x| () Bool)(check-sat)";
+  const std::string script(text, sizeof text - 1);
+  Outcome o = kora_solve({"--solver", "cmd:bash " + kFake + " answer sat"}, script);
+  for (char c : o.out) {
+    EXPECT_TRUE(c == '\n' || static_cast<unsigned char>(c) >= 32) << static_cast<int>(c);
+  }
+  EXPECT_NE(o.out.find("cannot declare |a\\x01b|: a constant name cannot hold the control "
+                       "character 0x01\")"),
+            std::string::npos)
+      << o.out;
+  EXPECT_NE(o.out.find("'|c\\x02|'"), std::string::npos) << o.out;
+  EXPECT_NE(o.out.find("cannot declare |n\\x00x|: a constant name cannot hold the control "
+                       "character 0x00\")"),
+            std::string::npos)
+      << o.out;
+  EXPECT_EQ(o.out.substr(o.out.size() - 8), "unknown\n");  // the refused assert
+}
+
 TEST(CommandLineTest, HelpAndVersion) {
   Outcome help = kora_solve({"--help"}, "");
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("--check-models"), std::string::npos);
+  EXPECT_NE(help.out.find("A refused command never changes the problem silently"),
+            std::string::npos);
   Outcome version = kora_solve({"--version"}, "");
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out.rfind("kora-solve ", 0), 0U);

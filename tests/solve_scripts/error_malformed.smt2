@@ -1,5 +1,7 @@
 ; exit: 1
-; Each malformed command is answered with an error and skipped.
+; Each malformed command is answered with an error and skipped. A refused
+; assert leaves kora with another problem than the script's, so check-sat
+; answers unknown and the reason names the first refused assert.
 (set-logic QF_BV)
 (declare-const x (_ BitVec 8))
 (assert (= x #x0))
@@ -12,4 +14,5 @@
 (assert (= x #x01))
 (check-sat)
 (get-value (x))
+(get-info :reason-unknown)
 (assert (= x

@@ -89,6 +89,12 @@ class Run {
     }
   }
 
+  // Waits for what is left to read no longer than a solver is given to exit:
+  // for an answer that a solver may not give.
+  void wait_briefly() {
+    output_->set_deadline(std::min<Deadline>(deadline_, Clock::now() + kExitGrace));
+  }
+
   // Lets the solver exit on its own for a moment before it is killed.
   void finish() {
     process_->close_input();
@@ -174,7 +180,11 @@ class InteractiveBackend final : public ChildBackend {
     }
     if (answer.status == Status::Unknown) {
       if (!run.send("(get-info :reason-unknown)\n")) return timed_out();
+      // The reason is a courtesy: a solver that ignores the question still
+      // answered unknown.
+      run.wait_briefly();
       answer.reason = run.reader().reason_unknown();
+      if (run.timed_out()) return answer;
     }
     if (run.send("(exit)\n")) run.finish();
     return answer;
@@ -218,8 +228,9 @@ class ModelLinesBackend final : public ChildBackend {
  public:
   using ChildBackend::ChildBackend;
 
-  // Boolector 1.5 refuses define-fun.
+  // Boolector 1.5 refuses define-fun, and n-ary bit-vector operators.
   bool reads_define_fun() const noexcept override { return false; }
+  bool reads_chains() const noexcept override { return false; }
 
   Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                Deadline deadline) const override {

@@ -75,6 +75,9 @@ class Backend {
   // Whether the script may define functions (define-fun); when not, it must
   // share subterms with let only.
   virtual bool reads_define_fun() const noexcept { return true; }
+  // Whether the script may apply bvand, bvor, bvxor, bvadd, bvmul and concat
+  // to more than two arguments; when not, they must be nested.
+  virtual bool reads_chains() const noexcept { return true; }
 
  protected:
   explicit Backend(std::string name) : name_(std::move(name)) {}

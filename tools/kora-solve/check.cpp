@@ -81,8 +81,9 @@ std::string script_of(TermManager& mgr, const std::vector<const Term*>& original
       assertions.push_back({original[i], written->forms[i], sent[i]});
     }
     auto image = [&](const Term* t) { return names(preprocess::image_of(reduced, t)); };
-    std::optional<std::string> script = smtlib::print_written_script(
-        mgr, names(written->declared), constants_of(sent), assertions, image);
+    std::optional<std::string> script =
+        smtlib::print_written_script(mgr, names(written->declared), constants_of(sent), assertions,
+                                     image, !backend.reads_chains());
     if (script) return std::move(*script);
   }
   return script_of(mgr, sent, backend);
@@ -115,7 +116,8 @@ class Round {
         options_(options),
         log_(log),
         result_(result),
-        written_(options.written_form ? written : nullptr) {}
+        written_(options.written_form ? written : nullptr),
+        deadline_(deadline_after(options.timeout)) {}
 
   // False when the back end's model, rebuilt, does not satisfy the assertions.
   bool run(bool eliminate) {
@@ -138,7 +140,7 @@ class Round {
     if (!options_.dump_reduced.empty()) dump(options_.dump_reduced, script);
     stats.simplify_seconds += watch.lap();
 
-    Answer answer = backend_.check(script, requests, deadline_after(options_.timeout));
+    Answer answer = solve(script, requests);
     stats.backend_seconds += watch.lap();
     result_.status = answer.status;
     result_.reason = answer.reason;
@@ -161,7 +163,8 @@ class Round {
     return valid;
   }
 
-  // Asks a fresh back end whether the assertions hold with the model's values.
+  // Asks a fresh back end whether the assertions hold with the model's
+  // values; when not, the model is withdrawn and the answer is unknown.
   void confirm() {
     ModelStore& store = *result_.model;
     std::vector<const Term*> with_model = assertions_;
@@ -171,13 +174,29 @@ class Round {
       with_model.push_back(c->type()->is_bool() ? mgr_.make_iff(c, v) : mgr_.make_equal(c, v));
     }
     BackendNames names(mgr_, constants_of(assertions_));
-    Answer answer = backend_.check(script_of(mgr_, names(with_model), backend_), {},
-                                   deadline_after(options_.timeout));
-    if (answer.status != Status::Sat) {
-      result_.model_error = "the model was not confirmed: " + backend_.name() + " answered " +
-                            to_string(answer.status) + " on the assertions with the model";
-      if (!answer.reason.empty()) result_.model_error += " (" + answer.reason + ")";
+    Answer answer;
+    try {
+      answer = solve(script_of(mgr_, names(with_model), backend_), {});
+    } catch (const BackendMissing&) {
+      throw;
+    } catch (const BackendError& e) {
+      return reject(std::string("the model was not confirmed: ") + e.what());
     }
+    if (answer.status == Status::Sat) return;
+    std::string why = answer.reason == "timeout"
+                          ? answer.reason
+                          : "the model was not confirmed: " + backend_.name() + " answered " +
+                                to_string(answer.status) + " on the assertions with the model";
+    if (!answer.reason.empty() && why != answer.reason) why += " (" + answer.reason + ")";
+    reject(why);
+  }
+
+  // The answer is unknown, for the reason given, and no model is served.
+  void reject(const std::string& why) {
+    result_.status = Status::Unknown;
+    result_.reason = why;
+    result_.model.reset();
+    ++result_.stats.rejected_models;
   }
 
  private:
@@ -188,6 +207,13 @@ class Round {
   std::ostream& log_;
   CheckResult& result_;
   const WrittenInput* written_;
+  // One for the whole check-sat, whichever runs it takes.
+  Deadline deadline_;
+
+  Answer solve(const std::string& script, const std::vector<ValueRequest>& requests) const {
+    if (Clock::now() >= deadline_) return Answer{Status::Unknown, {}, "timeout"};
+    return backend_.check(script, requests, deadline_);
+  }
 };
 
 std::string seconds(double s) {
@@ -228,7 +254,8 @@ CheckResult check_sat(TermManager& mgr, const Backend& backend,
     valid = round.run(false);
   }
   if (!valid) {
-    result.model_error = "the model of " + backend.name() + " does not satisfy the assertions";
+    round.reject("the model of " + backend.name() +
+                 " failed validation: it does not satisfy the assertions");
     return result;
   }
   if (result.status == Status::Sat && options.check_models) round.confirm();
@@ -245,7 +272,8 @@ std::string stats_line(Status status, const CheckStats& s) {
          " :kora-eliminated " + std::to_string(s.eliminated) + " :kora-eliminated-by-op (" + by_op +
          ")" + " :kora-narrow-values " + std::to_string(s.narrow_values) +
          " :kora-inverter-values " + std::to_string(s.inverter_values) + " :kora-fallbacks " +
-         std::to_string(s.fallbacks) + " :kora-read-seconds " + seconds(s.read_seconds) +
+         std::to_string(s.fallbacks) + " :kora-rejected-models " +
+         std::to_string(s.rejected_models) + " :kora-read-seconds " + seconds(s.read_seconds) +
          " :kora-simplify-seconds " + seconds(s.simplify_seconds) + " :kora-backend-seconds " +
          seconds(s.backend_seconds) + " :kora-rebuild-seconds " + seconds(s.rebuild_seconds) +
          " :kora-validate-seconds " + seconds(s.validate_seconds) + ")";
@@ -259,6 +287,7 @@ void add_stats(CheckStats& total, const CheckStats& more) {
   total.narrow_values += more.narrow_values;
   total.inverter_values += more.inverter_values;
   total.fallbacks += more.fallbacks;
+  total.rejected_models += more.rejected_models;
   total.read_seconds += more.read_seconds;
   total.simplify_seconds += more.simplify_seconds;
   total.backend_seconds += more.backend_seconds;

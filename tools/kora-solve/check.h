@@ -16,11 +16,13 @@
 namespace kora::solve {
 
 struct CheckOptions {
-  bool eliminate = true;          // false: --no-elim
-  std::optional<double> timeout;  // seconds per back-end run
-  bool check_models = false;      // confirm each model with a fresh back end
-  std::string dump_reduced;       // file for the script sent to the back end
-  int verbosity = 0;              // the model store's log level
+  bool eliminate = true;  // false: --no-elim
+  // Seconds for a whole check-sat: the rerun without elimination and the
+  // confirmation of the model share them.
+  std::optional<double> timeout;
+  bool check_models = false;  // confirm each model with a fresh back end
+  std::string dump_reduced;   // file for the script sent to the back end
+  int verbosity = 0;          // the model store's log level
   // Print the back end's script from the assertions as written (where they
   // have written forms) rather than with the term printer alone.
   bool written_form = true;
@@ -41,6 +43,9 @@ struct CheckStats {
   std::size_t narrow_values = 0;
   std::size_t inverter_values = 0;
   std::size_t fallbacks = 0;
+  // Models of the back end that failed validation or confirmation even
+  // without elimination: the answer was unknown.
+  std::size_t rejected_models = 0;
   double read_seconds = 0;  // filled in by the caller
   double simplify_seconds = 0;
   double backend_seconds = 0;
@@ -52,13 +57,14 @@ struct CheckResult {
   Status status = Status::Unknown;
   std::string reason;                 // on unknown
   std::unique_ptr<ModelStore> model;  // on sat: every constant of the assertions valued
-  std::string model_error;            // on sat with check_models: why it was not confirmed
   CheckStats stats;
 };
 
 // Solves the assertions: simplifies them, has the back end solve what is
 // left, rebuilds the eliminated values and validates the model against the
-// assertions, solving again without elimination when it is not valid.
+// assertions, solving again without elimination when it is not valid. A
+// model that is still not valid (or, with check_models, not confirmed) is
+// never served: the answer is then unknown, with the reason.
 // The model store logs to log. Throws BackendError and BackendMissing.
 // written, when given, is how the assertions were written.
 CheckResult check_sat(TermManager& mgr, const Backend& backend,

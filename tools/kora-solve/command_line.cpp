@@ -32,12 +32,14 @@ Options:
                        cmd:COMMAND LINE for any solver that reads SMT-LIB 2 on
                        standard input and answers get-value
   --no-elim            eliminate nothing: pass the problem through
-  --timeout S          wall-clock limit per check-sat in seconds; the solver
-                       is killed at the limit and the answer is unknown
+  --timeout S          wall-clock limit per check-sat in seconds, for all the
+                       solver runs it takes; the solver is killed at the
+                       limit and the answer is unknown
   --stats              one line of statistics per check-sat on standard error
   --check-models       have a fresh solver confirm each rebuilt model
   --dump-reduced FILE  write the script sent to the solver for the last
-                       check-sat
+                       check-sat (a FILE that cannot be written is a usage
+                       error)
   --print-form FORM    how that script is printed: written (default) keeps
                        the assertions' own text wherever nothing in them was
                        eliminated; kora prints every term with kora's printer
@@ -51,10 +53,39 @@ SMT-LIB 2.6 it reads define-const, the overflow predicates of SMT-LIB 2.7
 bvredand bvredxor, names starting with '@', and and/or with one argument (the
 README lists the whole language).
 
+A refused command never changes the problem silently. While a refused assert
+would still be in force (until the pop that closes its level), and after a
+refused push, pop, reset or reset-assertions (until the next reset or
+reset-assertions), every check-sat answers unknown, and
+(get-info :reason-unknown) names the line of the refused command. A
+check-sat-assuming whose assumptions are refused answers unknown too. A model
+of the solver that fails validation is never served: the answer is unknown.
+
 Exit status: 0 when every command was answered, 1 when some command was
 malformed or unsupported (answered (error "...") and skipped), 2 for a usage
-error, an unreadable file, or a solver that cannot be started.
+error, an unreadable file, a failure to write standard output, or a solver
+that cannot be started.
 )";
+
+// Flushes out; 2 with a message on err when it cannot be written.
+int written(std::ostream& out, std::ostream& err, int status) {
+  if (out.flush()) return status;
+  const int e = errno;
+  err << "kora-solve: cannot write standard output";
+  if (e != 0) err << ": " << std::strerror(e);
+  err << '\n';
+  return 2;
+}
+
+// Whether file can be written, found by opening it for appending; a file
+// that did not exist is not left behind.
+bool writable(const std::string& file) {
+  std::error_code ec;
+  const bool existed = std::filesystem::exists(file, ec);
+  const bool ok = static_cast<bool>(std::ofstream(file, std::ios::binary | std::ios::app));
+  if (ok && !existed) std::filesystem::remove(file, ec);
+  return ok;
+}
 
 int usage_error(std::ostream& err, const std::string& message) {
   err << "kora-solve: " << message << '\n'
@@ -131,11 +162,11 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
     }
     if (a == "--help" || a == "-h") {
       out << kUsage << kHelp;
-      return 0;
+      return written(out, err, 0);
     }
     if (a == "--version") {
       out << "kora-solve " << KORA_VERSION << '\n';
-      return 0;
+      return written(out, err, 0);
     }
     if (takes_value(a)) {
       if (!has_value && i + 1 == args.size()) return usage_error(err, a + " needs a value");
@@ -160,6 +191,10 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
     }
   }
 
+  const std::string& dump = p.session.check.dump_reduced;
+  if (!dump.empty() && !writable(dump)) {
+    return usage_error(err, "cannot write --dump-reduced " + dump + ": " + std::strerror(errno));
+  }
   std::unique_ptr<Backend> backend;
   try {
     backend = make_backend(p.solver);

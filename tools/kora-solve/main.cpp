@@ -17,9 +17,11 @@ int main(int argc, char** argv) {
   try {
     return kora::solve::run_command_line(args, std::cin, std::cout, std::cerr);
   } catch (const std::exception& e) {
-    // Only a bug gets here: bad input and failing solvers are answered.
+    // Only a bug (or no memory left while reading) gets here: bad input and
+    // failing solvers are answered. The run could not be finished, as when
+    // the back end cannot start.
     std::cout.flush();
     std::cerr << "kora-solve: internal error: " << e.what() << '\n';
-    return 3;
+    return 2;
   }
 }

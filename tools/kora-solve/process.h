@@ -131,6 +131,8 @@ class OutputBuffer : public std::streambuf {
  public:
   OutputBuffer(Process& process, Deadline deadline) : process_(process), deadline_(deadline) {}
   IoStatus status() const noexcept { return status_; }
+  // Reads from now on end at this deadline instead.
+  void set_deadline(Deadline deadline) noexcept { deadline_ = deadline; }
 
  protected:
   int_type underflow() override;

@@ -1,6 +1,11 @@
 #include "kora-solve/session.h"
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -20,6 +25,27 @@ std::string quoted(const std::string& text) {
     if (c == '"') out += '"';
   }
   return out + "\"";
+}
+
+// A message on one line with no control character, whatever names, input
+// or a solver's output it quotes: a line break or tab becomes a space,
+// another control character its code.
+std::string printable(const std::string& text) {
+  std::string out;
+  out.reserve(text.size());
+  for (char c : text) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u >= 32 && u != 127) {
+      out += c;
+    } else if (c == '\n' || c == '\r' || c == '\t') {
+      out += ' ';
+    } else {
+      char code[8];
+      std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned>(u));
+      out += code;
+    }
+  }
+  return out;
 }
 
 double seconds_since(Clock::time_point start) {
@@ -43,6 +69,8 @@ int Session::run(std::istream& in, const std::string& file_name) {
     } catch (const smtlib::InputError& e) {
       read_seconds_ += seconds_since(start);
       error(reader.message(e));
+      refused(reader);
+      if (!out_.flush()) return output_failed();
       continue;
     }
     read_seconds_ += seconds_since(start);
@@ -53,13 +81,46 @@ int Session::run(std::istream& in, const std::string& file_name) {
     }
     try {
       execute(*c, reader);
-    } catch (const std::logic_error& e) {
+    } catch (const BackendMissing&) {
+      throw;
+    } catch (const std::exception& e) {
+      // A command that failed half-way is a refused one (out of memory, say).
       error(e.what());
+      refused(reader);
     }
-    out_.flush();
+    if (!out_.flush()) return output_failed();
   }
-  out_.flush();
+  if (!out_.flush()) return output_failed();
   return refused_ ? 1 : 0;
+}
+
+int Session::output_failed() {
+  const int e = errno;
+  err_ << "kora-solve: cannot write the answers to standard output";
+  if (e != 0) err_ << ": " << std::strerror(e);
+  err_ << '\n';
+  return 2;
+}
+
+// A refused command that may have changed the problem keeps every check-sat
+// from answering for as long as it would be in force; refused assumptions
+// leave their check-sat without an answer.
+void Session::refused(const smtlib::ScriptReader& reader) {
+  std::optional<smtlib::ScriptReader::Head> head = reader.last_command();
+  if (!head) return;
+  if (head->name == "check-sat-assuming") {
+    return answer_unknown("the check-sat-assuming at line " + std::to_string(head->pos.line) +
+                          " was refused");
+  }
+  if (Refusals::changes_problem(head->name)) refusals_.refused(head->name, head->pos.line, depth_);
+}
+
+void Session::answer_unknown(const std::string& reason) {
+  model_.reset();
+  answered_ = true;
+  status_ = Status::Unknown;
+  reason_ = reason;
+  out_ << "unknown\n";
 }
 
 void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& reader) {
@@ -92,25 +153,26 @@ void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& read
       out_ << "unsupported\n";
       return;
     case Kind::Push:
-      scopes_.insert(scopes_.end(), c.count, assertions_.size());
-      answered_ = false;
+      push(c.count);
       return success();
     case Kind::Pop:
       pop(c.count);
       return success();
     case Kind::Reset:
       success();
-      pop(scopes_.size());
+      pop(depth_);
       assertions_.clear();
       forms_.clear();
+      refusals_.cleared();
       print_success_ = false;
       produce_models_ = false;
       produce_assignments_ = false;
       return;
     case Kind::ResetAssertions:
-      pop(scopes_.size());
+      pop(depth_);
       assertions_.clear();
       forms_.clear();
+      refusals_.cleared();
       return success();
     case Kind::Echo:
       out_ << quoted(c.name) << '\n';
@@ -120,13 +182,32 @@ void Session::execute(const smtlib::Command& c, const smtlib::ScriptReader& read
   }
 }
 
+// Levels opened with no assertion between them share one entry, so that
+// (push N) costs the same for every N.
+void Session::push(std::size_t levels) {
+  if (levels == 0) return;
+  if (scopes_.empty() || scopes_.back().assertions != assertions_.size()) {
+    scopes_.push_back({assertions_.size(), 0});
+  }
+  scopes_.back().count += levels;
+  depth_ += levels;
+  answered_ = false;
+}
+
 void Session::pop(std::size_t levels) {
   // The reader has already refused a pop of more levels than are open.
-  for (std::size_t i = 0; i < levels && !scopes_.empty(); ++i) {
-    assertions_.resize(scopes_.back());
-    forms_.resize(scopes_.back());
-    scopes_.pop_back();
+  levels = std::min(levels, depth_);
+  depth_ -= levels;
+  while (levels > 0) {
+    Level& top = scopes_.back();
+    const std::size_t take = std::min(levels, top.count);
+    top.count -= take;
+    levels -= take;
+    assertions_.resize(top.assertions);
+    forms_.resize(top.assertions);
+    if (top.count == 0) scopes_.pop_back();
   }
+  refusals_.popped(depth_);
   answered_ = false;
 }
 
@@ -134,6 +215,16 @@ void Session::check(const std::vector<const Term*>& assumptions,
                     const smtlib::ScriptReader& reader) {
   std::vector<const Term*> all = assertions_;
   all.insert(all.end(), assumptions.begin(), assumptions.end());
+  if (std::string why = refusals_.reason(); !why.empty()) {
+    answer_unknown(why);
+    if (options_.stats) {
+      CheckStats stats;
+      stats.assertions = all.size();
+      stats.read_seconds = std::exchange(read_seconds_, 0);
+      err_ << stats_line(Status::Unknown, stats) << '\n' << std::flush;
+    }
+    return;
+  }
   WrittenInput written{reader.declared(), {}};
   written.forms.reserve(all.size());
   for (const auto& f : forms_) written.forms.push_back(f.get());
@@ -152,7 +243,6 @@ void Session::check(const std::vector<const Term*>& assumptions,
     return;
   }
   out_ << to_string(result.status) << '\n';
-  if (!result.model_error.empty()) error(result.model_error);
   result.stats.read_seconds = read_seconds_;
   read_seconds_ = 0;
   if (options_.stats) err_ << stats_line(result.status, result.stats) << '\n' << std::flush;
@@ -192,8 +282,8 @@ void Session::get_info(const std::string& keyword) {
     if (!answered_ || status_ != Status::Unknown) {
       return error("no reason to give: the last check-sat did not answer unknown");
     }
-    out_ << "(:reason-unknown " << (smtlib::is_simple_symbol(reason_) ? reason_ : quoted(reason_))
-         << ")\n";
+    const std::string why = printable(reason_);
+    out_ << "(:reason-unknown " << (smtlib::is_simple_symbol(why) ? why : quoted(why)) << ")\n";
   } else if (keyword == ":all-statistics") {
     out_ << stats_line(status_, total_) << '\n';
   } else {
@@ -257,7 +347,7 @@ void Session::success() {
 
 void Session::error(const std::string& message) {
   refused_ = true;
-  out_ << "(error " << quoted(message) << ")\n";
+  out_ << "(error " << quoted(printable(message)) << ")\n";
 }
 
 }  // namespace kora::solve

@@ -9,6 +9,7 @@
 
 #include "kora-solve/backend.h"
 #include "kora-solve/check.h"
+#include "kora-solve/refusals.h"
 #include "kora/model/model_store.h"
 #include "kora/smtlib/script.h"
 #include "kora/terms/term_manager.h"
@@ -27,11 +28,22 @@ class Session {
   Session(const Backend& backend, SessionOptions options, std::ostream& out, std::ostream& err);
 
   // Answers every command of the script; 0 when all were answered, 1 when
-  // some were refused. Throws BackendMissing when the back end cannot start.
+  // some were refused, 2 (with a message on err) when out cannot be written.
+  // Throws BackendMissing when the back end cannot start.
   int run(std::istream& in, const std::string& file_name);
 
  private:
+  // Levels opened together, with as many assertions before them.
+  struct Level {
+    std::size_t assertions;
+    std::size_t count;
+  };
+
   void execute(const smtlib::Command& c, const smtlib::ScriptReader& reader);
+  void refused(const smtlib::ScriptReader& reader);
+  void answer_unknown(const std::string& reason);
+  void push(std::size_t levels);
+  int output_failed();
   void check(const std::vector<const Term*>& assumptions, const smtlib::ScriptReader& reader);
   void set_option(const smtlib::Command& c);
   void get_info(const std::string& keyword);
@@ -52,7 +64,9 @@ class Session {
   std::vector<const Term*> assertions_;
   // How each assertion was written (null: not kept).
   std::vector<std::shared_ptr<const smtlib::WrittenTerm>> forms_;
-  std::vector<std::size_t> scopes_;  // size of assertions_ at each push
+  std::vector<Level> scopes_;
+  std::size_t depth_ = 0;  // levels open
+  Refusals refusals_;
   std::unique_ptr<ModelStore> model_;
   bool answered_ = false;  // a check-sat was answered since the assertions last changed
   Status status_ = Status::Unknown;

@@ -110,6 +110,10 @@ void Reader::skip(std::size_t depth) {
   }
 }
 
+const Node* Reader::current() const noexcept {
+  return used_ > 0 && nodes_[0].is_list() ? &nodes_[0] : nullptr;
+}
+
 std::optional<const Node*> Reader::next() {
   used_ = 0;
   Token tok = lexer_.next();

@@ -71,6 +71,10 @@ class Reader {
   // The next command, or nullopt at the end of the input. Throws InputError
   // for a malformed one, after skipping it.
   std::optional<const Node*> next();
+  // The command that next() returned or refused last, as far as it was read
+  // (its first child, when it has one, is the command's name); nullptr when
+  // no command was begun.
+  const Node* current() const noexcept;
 
  private:
   Node* make(Node::Kind kind, Position pos, std::string&& text = {}, bool quoted = false);

@@ -1,6 +1,7 @@
 #include "kora/smtlib/script.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <limits>
 #include <string_view>
 
@@ -49,6 +50,25 @@ constexpr Refused kRefused[] = {
 
 }  // namespace
 
+std::string script_name(const Node& n, const char* what) {
+  std::string name = new_name(n, what, Dialect::Standard);
+  for (char c : name) {
+    const auto u = static_cast<unsigned char>(c);
+    const bool control = (u < 32 && c != '\t' && c != '\n' && c != '\r') || u == 127;
+    if (!control && c != '|' && c != '\\') continue;
+    std::string what_byte = std::string("'") + c + "'";
+    if (control) {
+      char code[8];
+      std::snprintf(code, sizeof code, "0x%02x", static_cast<unsigned>(u));
+      what_byte = std::string("the control character ") + code;
+    }
+    // The name as kora prints it: escaped, so that the message stays printable.
+    throw InputError(n.pos, "cannot declare " + smtlib_symbol(name) + ": a " + what +
+                                " name cannot hold " + what_byte);
+  }
+  return name;
+}
+
 std::optional<Command> ScriptReader::Impl::next() {
   std::optional<const Node*> cmd = reader_.next();
   if (!cmd) return std::nullopt;
@@ -73,11 +93,11 @@ std::optional<Command> ScriptReader::Impl::next() {
 
 std::string ScriptReader::Impl::message(const InputError& e) const {
   return file_name_ + ":" + std::to_string(e.pos().line) + ":" + std::to_string(e.pos().column) +
-         ": " + e.what();
+         ": " + e.message();
 }
 
 std::string ScriptReader::Impl::new_symbol(const Node& n, const char* what) const {
-  std::string name = new_name(n, what, Dialect::Standard);
+  std::string name = script_name(n, what);
   if (names_.find(name) != nullptr) {
     throw InputError(n.pos, quote(n) + " is already declared");
   }
@@ -230,7 +250,7 @@ void ScriptReader::Impl::define_fun(const Node& cmd, Command& out) {
     if (!p->is_list() || p->children.size() != 2) {
       throw InputError(p->pos, "expected a parameter (NAME SORT), got " + quote(*p));
     }
-    std::string param = new_name(*p->children[0], "parameter", Dialect::Standard);
+    std::string param = script_name(*p->children[0], "parameter");
     const DataType* type = sort(*p->children[1]);
     // A name nobody can write (it holds a bar), so no declared constant is
     // ever taken for a parameter.
@@ -266,7 +286,7 @@ void ScriptReader::Impl::define_const(const Node& cmd, Command& out) {
 void ScriptReader::Impl::define_sort(const Node& cmd, Command& out) {
   const std::vector<const Node*>& c = cmd.children;
   expect_arguments(cmd, 3, "(define-sort NAME () SORT)");
-  std::string name = new_name(*c[1], "sort", Dialect::Standard);
+  std::string name = script_name(*c[1], "sort");
   if (name == "Bool" || name == "BitVec" || name == "Array" || sorts_.find(name) != nullptr) {
     throw InputError(c[1]->pos, "sort " + quote(*c[1]) + " is already declared");
   }
@@ -301,13 +321,14 @@ std::size_t ScriptReader::Impl::levels(const Node& cmd) const {
     n = saturated_value(c[1]->text);
   }
   const Position at = c.size() > 1 ? c[1]->pos : c[0]->pos;
+  // The count as written: a saturated one would print as another number.
+  const std::string levels = (c.size() > 1 ? c[1]->text : "1") + (n == 1 ? " level" : " levels");
   if (name == "pop" && n > depth_) {
-    throw InputError(at,
-                     "cannot pop " + plural(n, "level") + ": " + std::to_string(depth_) + " open");
+    throw InputError(at, "cannot pop " + levels + ": " + std::to_string(depth_) + " open");
   }
-  if (name == "push" && n > std::numeric_limits<std::size_t>::max() - depth_) {
-    throw InputError(at,
-                     "cannot push " + plural(n, "level") + ": " + std::to_string(depth_) + " open");
+  if (name == "push" && n > kMaxLevels - depth_) {
+    throw InputError(at, "cannot push " + levels + ": " + std::to_string(depth_) +
+                             " open, and at most " + std::to_string(kMaxLevels) + " can be");
   }
   return n;
 }
@@ -379,6 +400,14 @@ std::size_t ScriptReader::depth() const {
 
 std::string ScriptReader::message(const InputError& e) const {
   return impl_->message(e);
+}
+
+std::optional<ScriptReader::Head> ScriptReader::last_command() const {
+  const Node* cmd = impl_->last_command();
+  if (cmd == nullptr) return std::nullopt;
+  Head head{{}, cmd->pos};
+  if (!cmd->children.empty() && cmd->children[0]->is_symbol()) head.name = cmd->children[0]->text;
+  return head;
 }
 
 std::string name_of(const Term* constant) {

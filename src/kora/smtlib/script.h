@@ -22,6 +22,10 @@ struct WrittenTerm;
 // expands them.
 inline constexpr std::size_t kMaxExpansionSteps = std::size_t{1} << 20;
 
+// At most this many levels can be open at once: as many as a solver's
+// (push N) accepts, so that every level can be handed on.
+inline constexpr std::size_t kMaxLevels = 4294967295;
+
 // One command of a standard SMT-LIB 2 script, elaborated.
 struct Command {
   enum class Kind : unsigned char {
@@ -104,6 +108,15 @@ class ScriptReader {
 
   // "FILE:LINE:COLUMN: message" for an error thrown by next().
   std::string message(const InputError& e) const;
+
+  // The command that next() returned or refused last: its name (empty when
+  // it could not be read) and the position of its '('. nullopt when no
+  // command was begun (a stray token).
+  struct Head {
+    std::string name;
+    Position pos;
+  };
+  std::optional<Head> last_command() const;
 
  private:
   class Impl;

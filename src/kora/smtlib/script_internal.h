@@ -16,6 +16,10 @@
 
 namespace kora::smtlib {
 
+// new_name for a standard script, which also refuses a name holding a
+// control character: no solver reads one, and no message could show it.
+std::string script_name(const Node& n, const char* what);
+
 // A function defined with parameters: its body over placeholder constants,
 // one per parameter, that a use replaces by the arguments.
 struct Function {
@@ -147,6 +151,7 @@ class ScriptReader::Impl {
 
   std::optional<Command> next();
   std::string message(const InputError& e) const;
+  const Node* last_command() const noexcept { return reader_.current(); }
 
   std::vector<const Term*> declared_;
   std::vector<std::pair<std::string, const Term*>> named_;

@@ -268,7 +268,7 @@ void ScriptReader::Impl::check_let(const Node& n) const {
     if (!b->is_list() || b->children.size() != 2) {
       throw InputError(b->pos, "expected a binding (NAME TERM), got " + quote(*b));
     }
-    new_name(*b->children[0], "variable", kDialect);
+    script_name(*b->children[0], "variable");
     if (!seen.insert(b->children[0]->text).second) {
       throw InputError(b->pos, quote(*b->children[0]) + " is bound twice in one let");
     }

@@ -17,7 +17,9 @@ using Role = WrittenTerm::Role;
 std::string WrittenTerm::atom(std::size_t i) const {
   const Node& n = nodes[i];
   std::string t = text.substr(n.text, n.length);
-  if (n.kind == smtlib::Node::Kind::Symbol && n.quoted) return "|" + t + "|";
+  // As the declarations print the name: a solver may take |x| and x for two
+  // names (Boolector 1.5 does).
+  if (n.kind == smtlib::Node::Kind::Symbol && n.quoted) return quote_symbol(t);
   if (n.kind != smtlib::Node::Kind::String) return t;
   std::string out = "\"";
   for (char c : t) {
@@ -99,11 +101,19 @@ namespace {
 
 constexpr std::uint32_t kNone = std::numeric_limits<std::uint32_t>::max();
 
+// The left-associative operators that a solver reading binary applications
+// only must get nested.
+bool is_chain(std::string_view op) {
+  static constexpr std::string_view kChains[] = {"bvand", "bvor",  "bvxor",
+                                                 "bvadd", "bvmul", "concat"};
+  return std::find(std::begin(kChains), std::end(kChains), op) != std::end(kChains);
+}
+
 // Prints the assertions of one script from their written forms.
 class WrittenPrinter {
  public:
-  WrittenPrinter(TermManager& mgr, const ImageOf& image, std::ostream& script)
-      : mgr_(mgr), image_(image), script_(script) {}
+  WrittenPrinter(TermManager& mgr, const ImageOf& image, std::ostream& script, bool binary_chains)
+      : mgr_(mgr), image_(image), script_(script), binary_chains_(binary_chains) {}
 
   // The assertion as its written form says it, reading to the image of its
   // term; false, with nothing printed, when the form is not one to trust.
@@ -137,6 +147,7 @@ class WrittenPrinter {
   TermManager& mgr_;
   const ImageOf& image_;
   std::ostream& script_;
+  const bool binary_chains_;
   std::ostringstream out_;  // the assertion being printed
   bool failed_ = false;
   const WrittenTerm* form_ = nullptr;
@@ -256,12 +267,16 @@ void WrittenPrinter::node(std::size_t i) {
   }
 }
 
-// Whether node i may reach the back end as written: not an application of
-// an operator that back ends do not all read, nor and/or with one argument.
+// Whether node i may reach the back end as written: not a qualified term,
+// not an application of an operator that back ends do not all read, nor
+// and/or with one argument, nor an n-ary chain for a solver that reads
+// binary ones only.
 bool WrittenPrinter::sendable(std::size_t i) const {
   const WrittenTerm::Node& n = form_->nodes[i];
+  if (n.role == Role::Qualified) return false;
   if (n.role != Role::Application || n.op == nullptr) return true;
   if (!is_sendable_as_written(*n.op)) return false;
+  if (binary_chains_ && is_chain(n.op->name) && children(i).size() > 3) return false;
   if (n.op->shape != Shape::Connective) return true;
   const auto& nodes = form_->nodes;
   const std::size_t first = i + 1 + nodes[i + 1].size;  // past the operator
@@ -392,14 +407,14 @@ std::optional<std::string> print_written_script(TermManager& mgr,
                                                 const std::vector<const Term*>& declared,
                                                 const std::vector<const Term*>& more,
                                                 const std::vector<WrittenAssertion>& assertions,
-                                                const ImageOf& image) {
+                                                const ImageOf& image, bool binary_chains) {
   std::vector<const Term*> constants = declared;
   std::unordered_set<const Term*> seen(declared.begin(), declared.end());
   for (const Term* c : more) {
     if (seen.insert(c).second) constants.push_back(c);
   }
   std::ostringstream body;
-  WrittenPrinter printer(mgr, image, body);
+  WrittenPrinter printer(mgr, image, body, binary_chains);
   for (const WrittenAssertion& a : assertions) {
     if (!usable(a, image) || !printer.assertion(*a.form)) printer.whole(a.reduced);
   }

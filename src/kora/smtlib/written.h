@@ -81,10 +81,15 @@ using ImageOf = std::function<const Term*(const Term*)>;
 // image is not its reduced assertion, is printed with print_term whole.
 // nullopt when the names would not read back to the same terms (two
 // constants with one name, a let variable named like a constant).
+// A qualified term (as TERM SORT) is printed as its TERM: the sort may be
+// one that define-sort named, which the script does not define. With
+// binary_chains, an application of bvand, bvor, bvxor, bvadd, bvmul or
+// concat to more than two arguments is printed with print_term, as nested
+// binary applications, for a solver that reads no other (Boolector 1.5).
 std::optional<std::string> print_written_script(TermManager& mgr,
                                                 const std::vector<const Term*>& declared,
                                                 const std::vector<const Term*>& more,
                                                 const std::vector<WrittenAssertion>& assertions,
-                                                const ImageOf& image);
+                                                const ImageOf& image, bool binary_chains = false);
 
 }  // namespace kora::smtlib
