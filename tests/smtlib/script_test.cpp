@@ -362,8 +362,8 @@ TEST_F(Script, ErrorsOfCommands) {
   EXPECT_EQ(error_of("(frobnicate)"), "t.smt2:2:2: unknown command 'frobnicate'");
   EXPECT_EQ(error_of("(declare-sort U 0)"),
             "t.smt2:2:2: uninterpreted sorts are not supported: the logic is QF_BV");
-  EXPECT_EQ(error_of("(set-logic QF_ABV)"),
-            "t.smt2:2:12: logic 'QF_ABV' is not supported: only QF_BV is");
+  EXPECT_EQ(error_of("(set-logic QF_UFBV)"),
+            "t.smt2:2:12: logic 'QF_UFBV' is not supported: only QF_BV, QF_ABV and QF_AUFBV are");
   EXPECT_EQ(error_of("(assert)"),
             "t.smt2:2:8: assert expects 1 argument, got 0: write (assert TERM)");
   EXPECT_EQ(error_of("(check-sat 1)"),
@@ -402,7 +402,7 @@ TEST_F(Script, ErrorsOfDeclarations) {
   EXPECT_EQ(error_of("(declare-fun f ((_ BitVec 8)) Bool)"),
             "t.smt2:2:16: functions with arguments are not supported: the logic is QF_BV");
   EXPECT_EQ(error_of("(declare-const a (Array Bool Bool))"),
-            "t.smt2:2:18: arrays are not supported: the logic is QF_BV");
+            "t.smt2:2:25: array indices must be bit-vectors, got Bool");
   EXPECT_EQ(error_of("(declare-const bvadd Bool)"),
             "t.smt2:2:16: cannot declare 'bvadd': it is a built-in name");
   EXPECT_EQ(error_of("(declare-const z (_ BitVec 0))"),
@@ -419,7 +419,7 @@ TEST_F(Script, ErrorsOfTerms) {
   EXPECT_EQ(error_of("(assert (forall ((z Bool)) z))"),
             "t.smt2:2:10: quantifiers are not supported: the logic is QF_BV");
   EXPECT_EQ(error_of("(assert (= (select x y) x))"),
-            "t.smt2:2:13: arrays are not supported: the logic is QF_BV");
+            "t.smt2:2:20: select expects an array as argument 1, got (_ BitVec 8)");
   EXPECT_EQ(error_of("(assert (bvadd x y))"),
             "t.smt2:2:9: expected a term of sort Bool, got one of sort (_ BitVec 8)");
   EXPECT_EQ(error_of("(assert (bvuge x true))"),

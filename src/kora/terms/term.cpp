@@ -229,6 +229,10 @@ const char* op_name(Op op) noexcept {
       return "rotate_left";
     case Op::BVRotateRight:
       return "rotate_right";
+    case Op::Select:
+      return "select";
+    case Op::Store:
+      return "store";
   }
   return "?";
 }
