@@ -793,4 +793,11 @@ void print_model(std::ostream& os, const TermManager& /*mgr*/,
   p.finish();
 }
 
+std::string logic_of(const std::vector<const Term*>& constants) {
+  for (const Term* c : constants) {
+    if (c->type()->is_array()) return "QF_ABV";
+  }
+  return "QF_BV";
+}
+
 }  // namespace kora::smtlib

@@ -74,4 +74,8 @@ void print_script(std::ostream& os, const TermManager& mgr,
 void print_model(std::ostream& os, const TermManager& mgr,
                  const std::vector<const Term*>& constants, ModelStore& store);
 
+// The logic of a script over these constants alone: QF_ABV when one of
+// them is an array, else QF_BV.
+std::string logic_of(const std::vector<const Term*>& constants);
+
 }  // namespace kora::smtlib
