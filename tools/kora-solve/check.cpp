@@ -53,7 +53,7 @@ std::string script_of(const TermManager& mgr, const std::vector<const Term*>& as
   // constants come last): Boolector's search with -m depends on it, and on
   // spear's samba files the order of first occurrence costs it twice the time.
   std::vector<const Term*> constants = constants_of(assertions);
-  script << "(set-logic " << smtlib::logic_of(constants) << ")\n";
+  script << "(set-logic " << smtlib::logic_of(assertions) << ")\n";
   std::sort(constants.begin(), constants.end(),
             [](const Term* a, const Term* b) { return a->id() < b->id(); });
   for (const Term* c : constants) {
