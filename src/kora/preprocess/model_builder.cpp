@@ -31,10 +31,10 @@ class StepFreeTerms final : public FreeTermPredicate {
   const std::vector<const Term*>* free_ = nullptr;
 };
 
-// The store a calculator sees during one call. Reads and defaulting go to
-// the model under construction; the constraints, adhoc values and log lines
-// that the call records are held back until the model builder has checked
-// them, so that a refused or wrong answer leaves no trace.
+// Where a calculator's records go during one call. Reads and defaulting go
+// to the model under construction; the constraints, adhoc values and log
+// lines that the call records are held back until the model builder has
+// checked them, so that a refused or wrong answer leaves no trace.
 //
 // Defaults given while a non-free argument is classified do go through, even
 // when the call is then rejected: the constants they reach occur in no
@@ -42,20 +42,17 @@ class StepFreeTerms final : public FreeTermPredicate {
 // earlier step can mark them free (an eliminated argument occurs nowhere
 // else), so the default is as good as any value, and the inverter would give
 // the same one.
-class StagingStore final : public ModelStore {
+class Staging final : public ModelStore::Recorder {
  public:
-  explicit StagingStore(ModelStore& target) : ModelStore(target.term_manager()), target_(target) {
-    logger().set_stream(&log_);
-    logger().set_verbosity(target.logger().verbosity());
-    logger().set_disabled(target.logger().disabled());
+  explicit Staging(ModelStore& target) : target_(target), logger_(&log_) {
+    logger_.set_verbosity(target.logger().verbosity());
+    logger_.set_disabled(target.logger().disabled());
   }
 
-  const Term* get_normalized(const Term* t) override { return target_.get_normalized(t); }
-  bool is_good_model_value(const Term* t) override { return target_.is_good_model_value(t); }
-  void assign_free_constants(const Term* t, int* counter) override {
-    target_.assign_free_constants(t, counter);
-  }
-  void add_model_constraint(const Term* c, bool /*flag*/) override { staged_.push_back(c); }
+  void add_model_constraint(const Term* c) override { staged_.push_back(c); }
+  // The entries follow from the constraints, so commit makes them there.
+  void set_adhoc_value(const Term* /*x*/, const Term* /*value*/) override {}
+  Logger& logger() override { return logger_; }
 
   // The last value recorded for x in this call, or null.
   const Term* recorded(const Term* x) const {
@@ -67,7 +64,6 @@ class StagingStore final : public ModelStore {
   void discard() {
     staged_.clear();
     log_.str("");
-    adhoc_values.clear();
   }
   // Passes the values recorded for the free terms on to the model, with the
   // call's log; the number of values.
@@ -77,9 +73,10 @@ class StagingStore final : public ModelStore {
   ModelStore& target_;
   std::vector<const Term*> staged_;
   std::ostringstream log_;
+  Logger logger_;
 };
 
-std::size_t StagingStore::commit(const std::vector<const Term*>& free) {
+std::size_t Staging::commit(const std::vector<const Term*>& free) {
   std::size_t n = 0;
   for (const Term* c : staged_) {
     const Term* x = c->arg(0);
@@ -87,12 +84,7 @@ std::size_t StagingStore::commit(const std::vector<const Term*>& free) {
     // already (a valued Boolean ite branch); that constraint says nothing.
     if (std::find(free.begin(), free.end(), x) == free.end()) continue;
     target_.add_model_constraint(c, true);
-    if (x->type()->is_bool()) {
-      std::size_t bucket = 0;
-      AdhocTable::Bucket* node = nullptr;
-      target_.adhoc_values.do_insert({x, nullptr}, &bucket, &node);
-      node->value.second = c->arg(1);
-    }
+    if (x->type()->is_bool()) target_.set_adhoc_value(x, c->arg(1));
     ++n;
   }
   std::string text = log_.str();
@@ -104,14 +96,27 @@ std::size_t StagingStore::commit(const std::vector<const Term*>& free) {
   return n;
 }
 
+// Diverts the store's records to the staging for one call, whichever way
+// the call ends.
+class Diverted {
+ public:
+  Diverted(ModelStore& store, Staging& staging) : store_(store) { store_.divert_records(&staging); }
+  Diverted(const Diverted&) = delete;
+  Diverted& operator=(const Diverted&) = delete;
+  ~Diverted() { store_.divert_records(nullptr); }
+
+ private:
+  ModelStore& store_;
+};
+
 class Builder {
  public:
   Builder(TermManager& mgr, ModelStore& store)
       : mgr_(mgr),
         store_(store),
         staging_(store),
-        table_(&mgr, &staging_, &pred_),
-        inverter_(&mgr, &staging_, &pred_) {}
+        table_(&mgr, &store, &pred_),
+        inverter_(&mgr, &store, &pred_) {}
 
   void step(const Replacement& r);
   void default_remaining(const std::vector<const Term*>& assertions);
@@ -132,7 +137,7 @@ class Builder {
   TermManager& mgr_;
   ModelStore& store_;
   StepFreeTerms pred_;
-  StagingStore staging_;
+  Staging staging_;
   CalculatorTable table_;
   inverse::Inverter inverter_;
   RebuildStats stats_;
@@ -169,6 +174,7 @@ const Term* Builder::value_of(const Term* t) {
 std::optional<std::size_t> Builder::attempt(AdHocCalculator& solver, const Replacement& r,
                                             const Term* v) {
   try {
+    const Diverted diverted(store_, staging_);
     solver(r.term, v);
   } catch (const AdHocCalculator::error&) {
     staging_.discard();
