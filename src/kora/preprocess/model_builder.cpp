@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <optional>
-#include <sstream>
-#include <string>
 
 #include "kora/calculators/adhoc_calculator.h"
 #include "kora/calculators/calculator_table.h"
 #include "kora/inverse/inverter.h"
+#include "kora/preprocess/staging.h"
 #include "kora/terms/simplifiers.h"
 
 namespace kora::preprocess {
@@ -29,84 +28,6 @@ class StepFreeTerms final : public FreeTermPredicate {
 
  private:
   const std::vector<const Term*>* free_ = nullptr;
-};
-
-// Where a calculator's records go during one call. Reads and defaulting go
-// to the model under construction; the constraints, adhoc values and log
-// lines that the call records are held back until the model builder has
-// checked them, so that a refused or wrong answer leaves no trace.
-//
-// Defaults given while a non-free argument is classified do go through, even
-// when the call is then rejected: the constants they reach occur in no
-// reduced assertion and in no later step (those already have values), and no
-// earlier step can mark them free (an eliminated argument occurs nowhere
-// else), so the default is as good as any value, and the inverter would give
-// the same one.
-class Staging final : public ModelStore::Recorder {
- public:
-  explicit Staging(ModelStore& target) : target_(target), logger_(&log_) {
-    logger_.set_verbosity(target.logger().verbosity());
-    logger_.set_disabled(target.logger().disabled());
-  }
-
-  void add_model_constraint(const Term* c) override { staged_.push_back(c); }
-  // The entries follow from the constraints, so commit makes them there.
-  void set_adhoc_value(const Term* /*x*/, const Term* /*value*/) override {}
-  Logger& logger() override { return logger_; }
-
-  // The last value recorded for x in this call, or null.
-  const Term* recorded(const Term* x) const {
-    for (std::size_t i = staged_.size(); i-- > 0;) {
-      if (staged_[i]->arg(0) == x) return staged_[i]->arg(1);
-    }
-    return nullptr;
-  }
-  void discard() {
-    staged_.clear();
-    log_.str("");
-  }
-  // Passes the values recorded for the free terms on to the model, with the
-  // call's log; the number of values.
-  std::size_t commit(const std::vector<const Term*>& free);
-
- private:
-  ModelStore& target_;
-  std::vector<const Term*> staged_;
-  std::ostringstream log_;
-  Logger logger_;
-};
-
-std::size_t Staging::commit(const std::vector<const Term*>& free) {
-  std::size_t n = 0;
-  for (const Term* c : staged_) {
-    const Term* x = c->arg(0);
-    // A calculator may also record a value for an argument that has one
-    // already (a valued Boolean ite branch); that constraint says nothing.
-    if (std::find(free.begin(), free.end(), x) == free.end()) continue;
-    target_.add_model_constraint(c, true);
-    if (x->type()->is_bool()) target_.set_adhoc_value(x, c->arg(1));
-    ++n;
-  }
-  std::string text = log_.str();
-  if (!text.empty()) {
-    text.pop_back();  // endlog puts the last newline back
-    target_.log(2) << text << endlog;
-  }
-  discard();
-  return n;
-}
-
-// Diverts the store's records to the staging for one call, whichever way
-// the call ends.
-class Diverted {
- public:
-  Diverted(ModelStore& store, Staging& staging) : store_(store) { store_.divert_records(&staging); }
-  Diverted(const Diverted&) = delete;
-  Diverted& operator=(const Diverted&) = delete;
-  ~Diverted() { store_.divert_records(nullptr); }
-
- private:
-  ModelStore& store_;
 };
 
 class Builder {
