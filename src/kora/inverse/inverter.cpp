@@ -146,7 +146,7 @@ void Inverter::operator()(const Term* t, const Term* v) {
   for (const Term* a : t->args()) args.push_back(classify(a));
 
   auto f = Operator::of(t);
-  if (!f || t->arity() != f->arity()) throw Refused(kNoInverseMessage);
+  if (!f || !invertible(f->op) || t->arity() != f->arity()) throw Refused(kNoInverseMessage);
   const Term* want = store_->get_normalized(v);
   if (!store_->is_good_model_value(want) || want->type() != t->type()) {
     throw Refused(kNotAValueMessage);

@@ -17,8 +17,9 @@ using namespace kora::bv;  // NOLINT(google-build-using-namespace): the rules re
 //            argument and c the known one
 //   shared   the same free term at both positions
 //   neutral  both free and distinct: the second argument's value
-// Rows that say nothing of shared or neutral fall back to the defaults after
-// the helpers: the result does not depend on x, and 0.
+// An operator without a shared or neutral line of its own takes the
+// defaults defined after the helpers: independent (the result does not
+// depend on x) and zero.
 
 // --- Helpers of several rows -----------------------------------------------------
 
