@@ -41,7 +41,9 @@ class FormulaGenerator {
     for (std::size_t i = 0; i < applications; ++i) application();
     std::vector<const Term*> assertions;
     const std::size_t n = 1 + pick(3);
-    for (std::size_t i = 0; i < n; ++i) assertions.push_back(boolean_term());
+    for (std::size_t i = 0; i < n; ++i) {
+      assertions.push_back(pick(2) == 0 ? equation() : boolean_term());
+    }
     return assertions;
   }
 
@@ -160,8 +162,21 @@ class FormulaGenerator {
       }
       default:
         if (w >= 6) return mgr_.make_term(mgr_.make_bv_neg_symbol(w), {a});
+        if (pick(2) == 0) return mgr_.make_term(mgr_.make_bv_sign_extend_symbol(1, w), {a});
         return mgr_.make_term(mgr_.make_bv_zero_extend_symbol(1, w), {a});
     }
+  }
+
+  // An equation between one of the latest terms and an operand: asserted by
+  // itself, the equation rules see it.
+  const Term* equation() {
+    const std::size_t w = pick(4) == 0 ? 0 : some_width();
+    auto& terms = pool_[w];
+    if (terms.empty()) return boolean_term();
+    const Term* t = terms[terms.size() - 1 - pick(std::min<std::size_t>(terms.size(), 3))];
+    const Term* other = operand(w);
+    if (w == 0) return pick(2) == 0 ? mgr_.make_iff(t, other) : mgr_.make_iff(other, t);
+    return pick(2) == 0 ? mgr_.make_equal(t, other) : mgr_.make_equal(other, t);
   }
 
   // A Boolean term for an assertion, preferring the latest ones (the roots
@@ -219,6 +234,7 @@ std::size_t bit_count(const std::vector<const Term*>& assertions) {
 
 struct Totals {
   std::size_t formulas = 0, skipped = 0, eliminated = 0, sat = 0, models = 0, bad = 0;
+  std::size_t conditions = 0;
   std::size_t narrow = 0, inverted = 0;
 };
 
@@ -234,6 +250,7 @@ void check_formula(std::uint64_t seed, Totals& totals) {
     return;
   }
   totals.eliminated += simplified.eliminated;
+  for (const auto& [op, n] : simplified.conditions_by_op) totals.conditions += n;
   const std::size_t original_models = each_model(mgr, original, [](ModelStore&, const auto&) {});
   const std::size_t reduced_models = each_model(
       mgr, simplified.assertions, [&](ModelStore& found, const std::vector<const Term*>& cs) {
@@ -259,7 +276,8 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   Totals totals;
   for (std::uint64_t i = 0; i < 3000; ++i) check_formula(seed + i, totals);
   std::cout << totals.formulas << " formulas (" << totals.skipped << " too wide), "
-            << totals.eliminated << " eliminations, " << totals.sat << " satisfiable, "
+            << totals.eliminated << " eliminations (" << totals.conditions
+            << " equations by their conditions), " << totals.sat << " satisfiable, "
             << totals.models << " reduced models rebuilt, values from the calculators "
             << totals.narrow << ", from the inverter " << totals.inverted << "\n";
   EXPECT_EQ(totals.bad, 0u);
@@ -269,6 +287,7 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   EXPECT_GT(totals.sat * 4, totals.formulas);
   EXPECT_GT(totals.models, totals.formulas);
   EXPECT_GT(totals.inverted, 0u);
+  EXPECT_GT(totals.conditions * 20, totals.formulas);  // the equation rules too
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "kora/numbers/qnumber.h"
+#include "kora/preprocess/conditions.h"
 
 namespace kora::preprocess {
 
@@ -25,12 +26,15 @@ bool is_bool_or_bv(const Term* t) {
 
 // What a rule says about one application.
 struct Decision {
-  enum class Kind { None, Fresh, Compare };
+  enum class Kind { None, Fresh, Compare, Equation };
   Kind kind = Kind::None;
   // The unconstrained arguments the rule relies on, in argument order.
   std::vector<const Term*> free;
-  // For Compare: the position of the unconstrained side.
+  // For Compare: the position of the unconstrained side. For Equation: the
+  // side that holds the application over x.
   std::size_t side = 0;
+  // For Equation: the position of x in that application.
+  std::size_t position = 0;
 };
 
 enum class Needs { Nothing, One, Any, Two, Every, Mul, Compare };
@@ -98,12 +102,39 @@ QNumber comparison_end(const Term* t, std::size_t side) {
   return top ? QNumber(p - 1L) : QNumber(0L);
 }
 
-// The rule that applies to t, given which terms are unconstrained. Only
+// An asserted equation app = t (either side) where app has its only
+// occurrence there and an unconstrained x at a position with an
+// invertibility condition: the equation holds for some x exactly when the
+// condition does, and nothing else sees x or app. Only an equation asserted
+// by itself is taken: below a negation the condition would not do.
+template <class Graph>
+Decision decide_equation(const Term* t, const Graph& g) {
+  Decision d;
+  const Op op = t->op();
+  if ((op != Op::Equal && op != Op::Iff) || !g.asserted_alone(t)) return d;
+  for (std::size_t side = 0; side < 2; ++side) {
+    const Term* app = t->arg(side);
+    if (app->arity() == 0 || g.count(app) != 1 || g.is_assertion(app)) continue;
+    for (std::size_t p = 0; p < app->arity(); ++p) {
+      if (!has_condition(app->op(), p) || !g.unconstrained(app->arg(p))) continue;
+      d.kind = Decision::Kind::Equation;
+      d.free = {app->arg(p)};
+      d.side = side;
+      d.position = p;
+      return d;
+    }
+  }
+  return d;
+}
+
+// The rule that applies to t, given what g says of the graph: which terms
+// are unconstrained, how often a term occurs, which are assertions. Only
 // Boolean and bit-vector terms over Boolean and bit-vector arguments are
 // considered: those are the sorts whose values the calculators and the
 // inverter rebuild.
-template <class Unconstrained>
-Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrained) {
+template <class Graph>
+Decision decide(const TermManager& mgr, const Term* t, const Graph& g) {
+  auto unconstrained = [&g](const Term* a) { return g.unconstrained(a); };
   Decision d;
   const Needs needs = needs_of(t->get_symbol()->op());
   if (needs == Needs::Nothing || !is_bool_or_bv(t)) return d;
@@ -143,7 +174,11 @@ Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrain
     case Needs::Nothing:
       break;
   }
-  if (ok) d.kind = Decision::Kind::Fresh;
+  if (ok) {
+    d.kind = Decision::Kind::Fresh;
+  } else if (needs == Needs::Any && n == 0) {
+    return decide_equation(t, g);
+  }
   return d;
 }
 
@@ -157,16 +192,22 @@ Decision decide(const TermManager& mgr, const Term* t, Unconstrained unconstrain
 // so a cascade of eliminations costs one walk rather than a pass per level.
 class Eliminator {
  public:
-  Eliminator(TermManager& mgr, Simplified& out) : mgr_(mgr), out_(out) {}
+  Eliminator(TermManager& mgr, Simplified& out, const SimplifyOptions& options)
+      : mgr_(mgr), out_(out), options_(options) {}
   // One bottom-up pass over the current assertions; the number of
   // eliminations made.
   std::size_t pass();
+  // After a pass: replaces the asserted equations the equation rules take
+  // by their conditions; the number replaced.
+  std::size_t sweep();
   // Fills the result's counts by operator name.
   // Carries the images of the original terms through this pass's forms.
   void compose_images();
   void name_counts() const {
     for (std::size_t op = 0; op < kOpCount; ++op) {
-      if (by_op_[op] != 0) out_.eliminated_by_op[op_name(static_cast<Op>(op))] += by_op_[op];
+      const char* name = op_name(static_cast<Op>(op));
+      if (by_op_[op] != 0) out_.eliminated_by_op[name] += by_op_[op];
+      if (by_condition_[op] != 0) out_.conditions_by_op[name] += by_condition_[op];
     }
   }
 
@@ -178,9 +219,23 @@ class Eliminator {
   bool is_assertion(const Term* t) const {
     return t->id() < assertion_.size() && assertion_[t->id()];
   }
-  bool unconstrained(const Term* t) {
-    return t->get_symbol()->op() == Op::Constant && count(t) == 1 && !is_assertion(t);
+  std::size_t count_of(const Term* t) const {
+    return t->id() < count_.size() ? count_[t->id()] : 0;
   }
+  bool unconstrained(const Term* t) const {
+    return t->get_symbol()->op() == Op::Constant && count_of(t) == 1 && !is_assertion(t);
+  }
+  // What decide sees: in a pass, the equation rules are left to sweep.
+  struct View {
+    const Eliminator& e;
+    bool sweeping;
+    bool unconstrained(const Term* a) const { return e.unconstrained(a); }
+    std::size_t count(const Term* a) const { return e.count_of(a); }
+    bool is_assertion(const Term* a) const { return e.is_assertion(a); }
+    bool asserted_alone(const Term* a) const {
+      return sweeping && e.is_assertion(a) && e.count_of(a) == 0;
+    }
+  };
   const Term* form(const Term* t) const {
     if (t->arity() == 0 || t->id() >= form_.size() || form_[t->id()] == nullptr) return t;
     return form_[t->id()];
@@ -193,6 +248,7 @@ class Eliminator {
       assertion_[cur->id()] = true;
     }
   }
+
   // t rebuilt over the current forms of its arguments; old is the form it
   // had so far, whose place in the graph the result takes over.
   const Term* with_current_args(const Term* t, const Term* old);
@@ -223,12 +279,15 @@ class Eliminator {
   // Rebuilds the expression that replaced the comparison t over the current
   // form of its constrained side.
   void refresh_comparison(const Term* t);
+  // The equation rule applied to the asserted equation e: its condition.
+  const Term* eliminate_equation(const Term* e, const Decision& d);
   // Drops one occurrence of a; a term left with none drops its arguments'.
   void release(const Term* a);
   const Term* fresh_constant(const DataType* type);
 
   TermManager& mgr_;
   Simplified& out_;
+  SimplifyOptions options_;
   std::vector<std::size_t> count_;
   std::vector<bool> assertion_;
   std::vector<const Term*> form_;
@@ -261,8 +320,12 @@ class Eliminator {
   bool is_compared(const Term* t) const {
     return t->id() < compared_.size() && compared_[t->id()].first != nullptr;
   }
+
   // Counted by operator while eliminating: naming them costs a string each.
   std::array<std::size_t, kOpCount> by_op_{};
+  // The equations replaced by their conditions, by the application's
+  // operator.
+  std::array<std::size_t, kOpCount> by_condition_{};
 };
 
 std::size_t Eliminator::pass() {
@@ -339,7 +402,7 @@ void Eliminator::index_parents() {
 void Eliminator::visit(const Term* t, const Term* old) {
   ++out_.visits;
   const Term* cur = with_current_args(t, old);
-  const Decision d = decide(mgr_, cur, [this](const Term* a) { return unconstrained(a); });
+  const Decision d = decide(mgr_, cur, View{*this, false});
   if (d.kind != Decision::Kind::None) {
     cur = eliminate(cur, d);
     eliminated_[t->id()] = true;
@@ -411,7 +474,7 @@ const Term* Eliminator::eliminate(const Term* t, const Decision& d) {
     inherit(t, replacement);
     release(t->arg(d.side));
   }
-  out_.trail.steps.push_back({t, replacement, u, d.free});
+  out_.trail.steps.push_back({t, replacement, u, d.free, nullptr});
   ++by_op_[static_cast<std::size_t>(t->get_symbol()->op())];
   ++out_.eliminated;
   return replacement;
@@ -445,6 +508,49 @@ void Eliminator::refresh_comparison(const Term* t) {
   ensure_slot(origin_, cur->id());
   origin_[cur->id()] = t;
   touch_parents(t);
+}
+
+// The equations are taken between passes, where every form is settled: a
+// condition's new terms may coincide with terms of the graph, and a pass
+// would have to carry them along when those change form. The decisions of
+// one sweep are independent: a condition holds only terms over its own
+// equation's other arguments, never another equation's x or application.
+std::size_t Eliminator::sweep() {
+  std::vector<std::pair<const Term*, const Term*>> replaced;
+  std::vector<bool> seen;
+  for (const Term* e : out_.assertions) {
+    ensure_slot(seen, e->id());
+    if (seen[e->id()]) continue;  // a repeated assertion is taken once
+    seen[e->id()] = true;
+    const Decision d = decide(mgr_, e, View{*this, true});
+    if (d.kind == Decision::Kind::Equation) replaced.emplace_back(e, eliminate_equation(e, d));
+  }
+  if (replaced.empty()) return 0;
+  std::vector<const Term*> to(mgr_.term_count() + 1, nullptr);
+  for (const auto& [e, c] : replaced) to[e->id()] = c;
+  auto image = [&to](const Term* t) {
+    return t->id() < to.size() && to[t->id()] != nullptr ? to[t->id()] : t;
+  };
+  for (const Term*& a : out_.assertions) a = image(a);
+  std::vector<const Term*>& images = out_.images;
+  for (const Term*& i : images) {
+    if (i != nullptr) i = image(i);
+  }
+  for (const auto& [e, c] : replaced) {
+    ensure_slot(images, e->id());
+    if (images[e->id()] == nullptr) images[e->id()] = c;
+  }
+  return replaced.size();
+}
+
+const Term* Eliminator::eliminate_equation(const Term* e, const Decision& d) {
+  const Term* app = e->arg(d.side);
+  const Term* target = e->arg(1 - d.side);
+  const Term* condition = invertibility_condition(mgr_, app, d.position, target);
+  out_.trail.steps.push_back({app, target, nullptr, d.free, condition});
+  ++by_condition_[static_cast<std::size_t>(app->op())];
+  ++out_.eliminated;
+  return condition;
 }
 
 void Eliminator::release(const Term* a) {
@@ -511,16 +617,20 @@ bool Occurrences::is_unconstrained(const Term* t) const noexcept {
   return t->get_symbol()->op() == Op::Constant && count(t) == 1 && !is_assertion(t);
 }
 
-Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions) {
+Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions,
+                    const SimplifyOptions& options) {
   Simplified out;
   out.assertions = assertions;
-  Eliminator eliminator(mgr, out);
+  Eliminator eliminator(mgr, out, options);
   // Within a pass, a term made unconstrained after its parent was passed
   // sends that parent back through the rules, so the next pass normally
   // only confirms the fixed point.
+  std::size_t made = 0;
   do {
     ++out.passes;
-  } while (eliminator.pass() != 0);
+    made = eliminator.pass();
+    if (options.equations) made += eliminator.sweep();
+  } while (made != 0);
   eliminator.name_counts();
   return out;
 }
@@ -559,12 +669,52 @@ std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions
   return found;
 }
 
+Leftovers leftovers(const std::vector<const Term*>& assertions) {
+  const Occurrences occ(assertions);
+  Leftovers out;
+  std::vector<bool> counted;
+  for (const Term* t : occ.post_order()) {
+    bool any = false;
+    for (std::size_t p = 0; p < t->arity(); ++p) {
+      if (!occ.is_unconstrained(t->arg(p))) continue;
+      ++out.by_position[std::string(op_name(t->op())) + " " + std::to_string(p)];
+      any = true;
+    }
+    if (!any) continue;
+    ++out.applications;
+    ensure_slot(counted, t->id());
+    counted[t->id()] = true;
+  }
+  // An application with two equations above it counts once.
+  for (const Term* t : occ.post_order()) {
+    if (t->op() != Op::Equal && t->op() != Op::Iff) continue;
+    for (const Term* a : t->args()) {
+      if (a->id() < counted.size() && counted[a->id()]) {
+        ++out.under_equation;
+        counted[a->id()] = false;
+      }
+    }
+  }
+  return out;
+}
+
 std::vector<const Term*> eliminable(const TermManager& mgr,
-                                    const std::vector<const Term*>& assertions) {
+                                    const std::vector<const Term*>& assertions,
+                                    const SimplifyOptions& options) {
   const Occurrences occ(assertions);
   std::vector<const Term*> found;
+  struct View {
+    const Occurrences& occ;
+    bool equations;
+    bool unconstrained(const Term* a) const { return occ.is_unconstrained(a); }
+    std::size_t count(const Term* a) const { return occ.count(a); }
+    bool is_assertion(const Term* a) const { return occ.is_assertion(a); }
+    bool asserted_alone(const Term* a) const {
+      return equations && is_assertion(a) && count(a) == 0;
+    }
+  };
   for (const Term* t : occ.post_order()) {
-    const Decision d = decide(mgr, t, [&occ](const Term* a) { return occ.is_unconstrained(a); });
+    const Decision d = decide(mgr, t, View{occ, options.equations});
     if (d.kind != Decision::Kind::None) found.push_back(t);
   }
   return found;
