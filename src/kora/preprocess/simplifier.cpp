@@ -10,6 +10,7 @@
 
 #include "kora/numbers/qnumber.h"
 #include "kora/preprocess/conditions.h"
+#include "kora/preprocess/packing.h"
 
 namespace kora::preprocess {
 
@@ -198,8 +199,9 @@ class Eliminator {
   // eliminations made.
   std::size_t pass();
   // After a pass: replaces the asserted equations the equation rules take
-  // by their conditions; the number replaced.
-  std::size_t sweep();
+  // by their conditions; whether that may enable a rule somewhere (a term
+  // left with one occurrence), so that another pass is needed.
+  bool sweep();
   // Fills the result's counts by operator name.
   // Carries the images of the original terms through this pass's forms.
   void compose_images();
@@ -281,6 +283,12 @@ class Eliminator {
   void refresh_comparison(const Term* t);
   // The equation rule applied to the asserted equation e: its condition.
   const Term* eliminate_equation(const Term* e, const Decision& d);
+  // Adds one occurrence of a; a term that had none adds its arguments'.
+  void acquire(const Term* a);
+  // In a sweep; and whether a release there left a term with one
+  // occurrence.
+  bool sweeping_ = false;
+  bool freed_ = false;
   // Drops one occurrence of a; a term left with none drops its arguments'.
   void release(const Term* a);
   const Term* fresh_constant(const DataType* type);
@@ -515,7 +523,9 @@ void Eliminator::refresh_comparison(const Term* t) {
 // would have to carry them along when those change form. The decisions of
 // one sweep are independent: a condition holds only terms over its own
 // equation's other arguments, never another equation's x or application.
-std::size_t Eliminator::sweep() {
+bool Eliminator::sweep() {
+  sweeping_ = true;
+  freed_ = false;
   std::vector<std::pair<const Term*, const Term*>> replaced;
   std::vector<bool> seen;
   for (const Term* e : out_.assertions) {
@@ -525,7 +535,8 @@ std::size_t Eliminator::sweep() {
     const Decision d = decide(mgr_, e, View{*this, true});
     if (d.kind == Decision::Kind::Equation) replaced.emplace_back(e, eliminate_equation(e, d));
   }
-  if (replaced.empty()) return 0;
+  sweeping_ = false;
+  if (replaced.empty()) return false;
   std::vector<const Term*> to(mgr_.term_count() + 1, nullptr);
   for (const auto& [e, c] : replaced) to[e->id()] = c;
   auto image = [&to](const Term* t) {
@@ -540,17 +551,37 @@ std::size_t Eliminator::sweep() {
     ensure_slot(images, e->id());
     if (images[e->id()] == nullptr) images[e->id()] = c;
   }
-  return replaced.size();
+  return freed_;
 }
 
 const Term* Eliminator::eliminate_equation(const Term* e, const Decision& d) {
   const Term* app = e->arg(d.side);
   const Term* target = e->arg(1 - d.side);
   const Term* condition = invertibility_condition(mgr_, app, d.position, target);
+  // The counts follow, so that a term the condition leaves with one
+  // occurrence (its parts merged by hash-consing) is seen.
+  const bool present = count_of(condition) != 0 || is_assertion(condition);
+  inherit(e, condition);
+  if (!present) {
+    for (const Term* a : condition->args()) acquire(a);
+  }
+  release(app);
+  release(target);
   out_.trail.steps.push_back({app, target, nullptr, d.free, condition});
   ++by_condition_[static_cast<std::size_t>(app->op())];
   ++out_.eliminated;
   return condition;
+}
+
+void Eliminator::acquire(const Term* a) {
+  std::vector<const Term*> stack{a};
+  while (!stack.empty()) {
+    const Term* b = stack.back();
+    stack.pop_back();
+    if (count(b)++ == 0 && !is_assertion(b)) {
+      for (const Term* child : b->args()) stack.push_back(child);
+    }
+  }
 }
 
 void Eliminator::release(const Term* a) {
@@ -563,6 +594,9 @@ void Eliminator::release(const Term* a) {
     // An assertion stays in the graph without parents.
     if (--c == 0 && !is_assertion(b)) {
       for (const Term* child : b->args()) stack.push_back(child);
+    } else if (c == 1 && sweeping_) {
+      // A term down to one occurrence may enable a rule: another pass.
+      freed_ = true;
     } else if (c == 1 && b->get_symbol()->op() == Op::Constant) {
       // Its one remaining parent may have been passed already.
       touch_parents(origin(b));
@@ -621,16 +655,26 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
                     const SimplifyOptions& options) {
   Simplified out;
   out.assertions = assertions;
+  if (options.packing) {
+    Packed packed = pack_words(mgr, assertions);
+    out.assertions = std::move(packed.assertions);
+    out.images = std::move(packed.images);
+    out.packed = packed.rewritten;
+  }
   Eliminator eliminator(mgr, out, options);
   // Within a pass, a term made unconstrained after its parent was passed
   // sends that parent back through the rules, so the next pass normally
   // only confirms the fixed point.
-  std::size_t made = 0;
+  // A sweep seldom enables a rule: a condition holds the equation's other
+  // arguments at least as often as the equation did, unless hash-consing
+  // merges two of their occurrences into one term. Only then, or after a
+  // pass that eliminated something, is another pass made.
+  bool again = false;
   do {
     ++out.passes;
-    made = eliminator.pass();
-    if (options.equations) made += eliminator.sweep();
-  } while (made != 0);
+    again = eliminator.pass() != 0;
+    if (options.equations && eliminator.sweep()) again = true;
+  } while (again);
   eliminator.name_counts();
   return out;
 }

@@ -84,6 +84,8 @@ struct Simplified {
   std::map<std::string, std::size_t> eliminated_by_op;
   std::map<std::string, std::size_t> conditions_by_op;
   std::size_t eliminated = 0;
+  // The packed words written as concatenations before eliminating.
+  std::size_t packed = 0;
   // Bottom-up passes made until one eliminated nothing: normally two, the
   // second confirming the fixed point.
   std::size_t passes = 0;
@@ -104,6 +106,9 @@ struct SimplifyOptions {
   // Whether asserted equations are replaced by their invertibility
   // conditions.
   bool equations = true;
+  // Whether words packed from parts are first written as concatenations
+  // (packing.h).
+  bool packing = true;
 };
 
 // Eliminates unconstrained terms from the assertions to a fixed point: in

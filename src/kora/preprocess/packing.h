@@ -1,0 +1,34 @@
+#pragma once
+
+// Bytes packed into words. Programs translated to bit-vectors build a word
+// from its bytes as (bvor (bvshl ((_ zero_extend 24) b3) 24) ...), or with
+// bvadd, or nested shifts of partial words. Where the parts cover disjoint
+// bit ranges the word is their concatenation, and written so the
+// elimination rules for concat and extract see it. The rewriting keeps
+// every value in every model, so the model builder needs no step for it.
+
+#include <cstddef>
+#include <vector>
+
+#include "kora/terms/term.h"
+#include "kora/terms/term_manager.h"
+
+namespace kora::preprocess {
+
+struct Packed {
+  // The assertions with every packed word written as a concatenation.
+  std::vector<const Term*> assertions;
+  // By term identifier, what a term of the original graph became; null
+  // where it stayed itself.
+  std::vector<const Term*> images;
+  // The bvor and bvadd applications written as concatenations.
+  std::size_t rewritten = 0;
+};
+
+// A bvor or bvadd whose arguments, seen through zero extension, shifts by a
+// numeral, concatenation and extraction, are made of parts of terms and
+// zeros with no bit where both arguments have a part, becomes the
+// concatenation of those parts (extractions) and zeros.
+Packed pack_words(TermManager& mgr, const std::vector<const Term*>& assertions);
+
+}  // namespace kora::preprocess
