@@ -32,6 +32,9 @@ Options:
                        cmd:COMMAND LINE for any solver that reads SMT-LIB 2 on
                        standard input and answers get-value
   --no-elim            eliminate nothing: pass the problem through
+  --no-equation-rules  leave asserted equations alone (by default one over an
+                       unconstrained argument becomes the condition for it
+                       to have a solution)
   --timeout S          wall-clock limit per check-sat in seconds; the solver
                        is killed at the limit and the answer is unknown
   --stats              one line of statistics per check-sat on standard error
@@ -142,6 +145,8 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
       return usage_error(err, "option '" + a + "' takes no value");
     } else if (a == "--no-elim") {
       p.session.check.eliminate = false;
+    } else if (a == "--no-equation-rules") {
+      p.session.check.equation_rules = false;
     } else if (a == "--stats") {
       p.session.stats = true;
     } else if (a == "--check-models") {
