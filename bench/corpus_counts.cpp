@@ -7,7 +7,7 @@
 // before "__"), and the applications left by operator and position. The
 // output is the Markdown of the tables in bench/RESULTS.md.
 //
-//   kora-corpus-counts DIR [--repeat N] [--no-equation-rules]
+//   kora-corpus-counts DIR [--repeat N] [--no-equation-rules] [--no-packing]
 
 #include <algorithm>
 #include <cstdlib>
@@ -150,6 +150,8 @@ int main(int argc, char** argv) {
       repeat = std::atoi(argv[++i]);
     } else if (arg == "--no-equation-rules") {
       options.equations = false;
+    } else if (arg == "--no-packing") {
+      options.packing = false;
     } else {
       std::cerr << "kora-corpus-counts: unknown option " << arg << "\n";
       return 2;

@@ -3,26 +3,25 @@
 #include <algorithm>
 #include <cstdint>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace kora::preprocess {
 
-namespace {
-
 // width bits of src from bit lo up; zeros where src is null.
-struct Part {
+struct WordPart {
   const Term* src = nullptr;
   std::size_t lo = 0;
   std::size_t width = 0;
 };
 
 // A term's bits as parts, lowest bits first.
-using Layout = std::vector<Part>;
+using WordLayout = std::vector<WordPart>;
 
-void append(Layout& out, const Part& p) {
+static void append(WordLayout& out, const WordPart& p) {
   if (p.width == 0) return;
   if (!out.empty()) {
-    Part& last = out.back();
+    WordPart& last = out.back();
     if (last.src == p.src && (p.src == nullptr || last.lo + last.width == p.lo)) {
       last.width += p.width;
       return;
@@ -32,10 +31,10 @@ void append(Layout& out, const Part& p) {
 }
 
 // The parts of bits lo to lo + width - 1 of l.
-Layout slice(const Layout& l, std::size_t lo, std::size_t width) {
-  Layout out;
+static WordLayout slice(const WordLayout& l, std::size_t lo, std::size_t width) {
+  WordLayout out;
   std::size_t at = 0;
-  for (const Part& p : l) {
+  for (const WordPart& p : l) {
     const std::size_t begin = std::max(at, lo);
     const std::size_t end = std::min(at + p.width, lo + width);
     if (begin < end) {
@@ -46,27 +45,27 @@ Layout slice(const Layout& l, std::size_t lo, std::size_t width) {
   return out;
 }
 
-Layout zeros(std::size_t width) {
-  return width == 0 ? Layout{} : Layout{{nullptr, 0, width}};
+static WordLayout zeros(std::size_t width) {
+  return width == 0 ? WordLayout{} : WordLayout{{nullptr, 0, width}};
 }
 
-Layout joined(Layout low, const Layout& high) {
-  for (const Part& p : high) append(low, p);
+static WordLayout joined(WordLayout low, const WordLayout& high) {
+  for (const WordPart& p : high) append(low, p);
   return low;
 }
 
 // a | b (or a + b) where no bit has a part in both; false when some does.
-bool merge(const Layout& a, const Layout& b, Layout* out) {
+static bool merge(const WordLayout& a, const WordLayout& b, WordLayout* out) {
   std::size_t i = 0;
   std::size_t j = 0;
   std::size_t ai = 0;  // bits of a[i] and b[j] already used
   std::size_t bj = 0;
   while (i < a.size() && j < b.size()) {
-    const Part& p = a[i];
-    const Part& q = b[j];
+    const WordPart& p = a[i];
+    const WordPart& q = b[j];
     const std::size_t n = std::min(p.width - ai, q.width - bj);
     if (p.src != nullptr && q.src != nullptr) return false;
-    const Part& part = p.src != nullptr ? p : q;
+    const WordPart& part = p.src != nullptr ? p : q;
     const std::size_t used = p.src != nullptr ? ai : bj;
     append(*out, {part.src, part.src == nullptr ? 0 : part.lo + used, n});
     ai += n;
@@ -82,36 +81,53 @@ class Packer {
   explicit Packer(TermManager& mgr) : mgr_(mgr) {}
 
   Packed run(const std::vector<const Term*>& assertions);
+  bool packs(const Term* t);
 
  private:
-  const Layout& layout_of(const Term* t);
+  const WordLayout& layout_of(const Term* t);
+  bool worth_a_layout(const Term* t) const;
+  // Whether t's layout is more than t itself.
+  bool structured(const Term* t) const {
+    std::uint64_t word = 0;
+    return layouts_.count(t->id()) != 0 ||
+           (t->op() == Op::BVNumber && t->numeral_word(&word) && word == 0);
+  }
   // The layout of t from its arguments' layouts; false when t's bits are
   // not known as parts (its layout is then t itself).
-  bool compute(const Term* t, Layout* out);
+  bool compute(const Term* t, WordLayout* out);
   const Term* image(const Term* t) const {
     return t->id() < images_.size() && images_[t->id()] != nullptr ? images_[t->id()] : t;
   }
   // t rebuilt over its arguments' images, or as a concatenation.
   const Term* rewrite(const Term* t);
-  const Term* concatenation(const Layout& l);
+  const Term* concatenation(const WordLayout& l);
+  // Whether l, a bvor's or bvadd's, is a packed word.
+  static bool is_word(const WordLayout& l) {
+    return std::count_if(l.begin(), l.end(), [](const WordPart& p) { return p.src != nullptr; }) >=
+           2;
+  }
+  // Works out the layouts of the terms below t and of t, without rewriting.
+  void lay_out(const Term* t);
 
   TermManager& mgr_;
-  std::unordered_map<std::uint64_t, Layout> layouts_;
-  Layout opaque_;
+  std::unordered_map<std::uint64_t, WordLayout> layouts_;
+  // The terms lay_out has been through.
+  std::unordered_set<std::uint64_t> tried_;
+  WordLayout opaque_;
   std::vector<const Term*> images_;
   std::size_t rewritten_ = 0;
 };
 
-const Layout& Packer::layout_of(const Term* t) {
+const WordLayout& Packer::layout_of(const Term* t) {
   auto it = layouts_.find(t->id());
   if (it != layouts_.end()) return it->second;
   std::uint64_t word = 0;
   const bool zero = t->op() == Op::BVNumber && t->numeral_word(&word) && word == 0;
-  opaque_ = zero ? zeros(t->type()->width()) : Layout{{t, 0, t->type()->width()}};
+  opaque_ = zero ? zeros(t->type()->width()) : WordLayout{{t, 0, t->type()->width()}};
   return opaque_;
 }
 
-bool Packer::compute(const Term* t, Layout* out) {
+bool Packer::compute(const Term* t, WordLayout* out) {
   const std::size_t w = t->type()->is_bv() ? t->type()->width() : 0;
   std::uint64_t c = 0;
   switch (t->op()) {
@@ -120,7 +136,7 @@ bool Packer::compute(const Term* t, Layout* out) {
       return true;
     case Op::BVConcat: {
       // Copied first: layout_of may hand back its scratch for either one.
-      Layout low = layout_of(t->arg(1));
+      WordLayout low = layout_of(t->arg(1));
       *out = joined(std::move(low), layout_of(t->arg(0)));
       return true;
     }
@@ -143,7 +159,9 @@ bool Packer::compute(const Term* t, Layout* out) {
     }
     case Op::BVOr:
     case Op::BVAdd: {
-      const Layout a = layout_of(t->arg(0));  // copied, as for concat
+      // A term seen whole covers every bit: nothing merges with it.
+      if (!structured(t->arg(0)) || !structured(t->arg(1))) return false;
+      const WordLayout a = layout_of(t->arg(0));  // copied, as for concat
       return merge(a, layout_of(t->arg(1)), out);
     }
     default:
@@ -151,10 +169,10 @@ bool Packer::compute(const Term* t, Layout* out) {
   }
 }
 
-const Term* Packer::concatenation(const Layout& l) {
+const Term* Packer::concatenation(const WordLayout& l) {
   const Term* word = nullptr;
   for (std::size_t i = l.size(); i-- > 0;) {
-    const Part& p = l[i];
+    const WordPart& p = l[i];
     const Term* piece = nullptr;
     if (p.src == nullptr) {
       piece = mgr_.make_bv_number(0, p.width);
@@ -175,13 +193,21 @@ const Term* Packer::concatenation(const Layout& l) {
   return word;
 }
 
+// Whether t's layout is worth keeping: some argument has one, or t is a
+// zero extension. A term over opaque arguments alone (an extraction, a
+// concatenation or a shift of whole terms) is seldom part of a packed word,
+// and graphs have many of them.
+bool Packer::worth_a_layout(const Term* t) const {
+  if (t->op() == Op::BVZeroExtend) return true;
+  return std::any_of(t->args().begin(), t->args().end(),
+                     [this](const Term* a) { return structured(a); });
+}
+
 const Term* Packer::rewrite(const Term* t) {
-  Layout l;
-  if (t->type()->is_bv() && compute(t, &l)) {
+  WordLayout l;
+  if (t->type()->is_bv() && worth_a_layout(t) && compute(t, &l)) {
     const bool packing = t->op() == Op::BVOr || t->op() == Op::BVAdd;
-    const auto parts =
-        std::count_if(l.begin(), l.end(), [](const Part& p) { return p.src != nullptr; });
-    if (packing && parts >= 2) {
+    if (packing && is_word(l)) {
       ++rewritten_;
       const Term* word = concatenation(l);
       layouts_.emplace(t->id(), std::move(l));
@@ -233,10 +259,52 @@ Packed Packer::run(const std::vector<const Term*>& assertions) {
   return out;
 }
 
-}  // namespace
+static bool is_structural(Op op) {
+  switch (op) {
+    case Op::BVZeroExtend:
+    case Op::BVConcat:
+    case Op::BVExtract:
+    case Op::BVShl:
+    case Op::BVLshr:
+    case Op::BVOr:
+    case Op::BVAdd:
+      return true;
+    default:
+      return false;
+  }
+}
+
+void Packer::lay_out(const Term* t) {
+  std::vector<std::pair<const Term*, std::size_t>> stack{{t, 0}};
+  while (!stack.empty()) {
+    auto& [n, next] = stack.back();
+    if (next < n->arity()) {
+      const Term* a = n->arg(next++);
+      if (is_structural(a->op()) && tried_.insert(a->id()).second) stack.emplace_back(a, 0);
+      continue;
+    }
+    const Term* done = n;
+    stack.pop_back();
+    WordLayout l;
+    if (worth_a_layout(done) && compute(done, &l)) layouts_.emplace(done->id(), std::move(l));
+  }
+}
+
+bool Packer::packs(const Term* t) {
+  if (!t->type()->is_bv() || (t->op() != Op::BVOr && t->op() != Op::BVAdd)) return false;
+  if (tried_.insert(t->id()).second) lay_out(t);
+  auto it = layouts_.find(t->id());
+  return it != layouts_.end() && is_word(it->second);
+}
 
 Packed pack_words(TermManager& mgr, const std::vector<const Term*>& assertions) {
   return Packer(mgr).run(assertions);
+}
+
+WordTest::WordTest(TermManager& mgr) : packer_(std::make_unique<Packer>(mgr)) {}
+WordTest::~WordTest() = default;
+bool WordTest::packs(const Term* t) {
+  return packer_->packs(t);
 }
 
 }  // namespace kora::preprocess

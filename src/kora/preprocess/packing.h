@@ -6,8 +6,11 @@
 // bit ranges the word is their concatenation, and written so the
 // elimination rules for concat and extract see it. The rewriting keeps
 // every value in every model, so the model builder needs no step for it.
+// The simplifier runs it once, after its first pass, where that pass met a
+// candidate.
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "kora/terms/term.h"
@@ -30,5 +33,22 @@ struct Packed {
 // zeros with no bit where both arguments have a part, becomes the
 // concatenation of those parts (extractions) and zeros.
 Packed pack_words(TermManager& mgr, const std::vector<const Term*>& assertions);
+
+class Packer;
+
+// Tells, term by term, which bvor and bvadd applications pack_words would
+// rewrite, remembering the layouts it works out, so that asking along a
+// long chain costs its length once.
+class WordTest {
+ public:
+  explicit WordTest(TermManager& mgr);
+  ~WordTest();
+  WordTest(const WordTest&) = delete;
+  WordTest& operator=(const WordTest&) = delete;
+  bool packs(const Term* t);
+
+ private:
+  std::unique_ptr<Packer> packer_;
+};
 
 }  // namespace kora::preprocess

@@ -83,6 +83,21 @@ Needs needs_of(Op op) {
   }
 }
 
+// Whether a, an argument of a bvor or bvadd, looks like a part of a packed
+// word: an extension or concatenation, or one shifted by a numeral. Looking
+// no deeper keeps the test cheap; the packing itself decides.
+bool may_be_part(const Term* a) {
+  const auto shaped = [](const Term* b) {
+    const Op op = b->op();
+    return op == Op::BVZeroExtend || op == Op::BVConcat || op == Op::BVOr || op == Op::BVAdd;
+  };
+  const Op op = a->op();
+  if (op == Op::BVShl || op == Op::BVLshr) {
+    return a->arg(1)->op() == Op::BVNumber && shaped(a->arg(0));
+  }
+  return op == Op::BVZeroExtend || op == Op::BVConcat;
+}
+
 bool is_odd_numeral(const TermManager& mgr, const Term* t) {
   const QNumber* q = mgr.find_number(t->get_symbol());
   return q != nullptr && !(*q / 2L).is_integer();
@@ -198,6 +213,9 @@ class Eliminator {
   // One bottom-up pass over the current assertions; the number of
   // eliminations made.
   std::size_t pass();
+  // After a pass that met a candidate: writes packed words as
+  // concatenations; whether it rewrote any.
+  bool pack();
   // After a pass: replaces the asserted equations the equation rules take
   // by their conditions; whether that may enable a rule somewhere (a term
   // left with one occurrence), so that another pass is needed.
@@ -289,6 +307,8 @@ class Eliminator {
   // occurrence.
   bool sweeping_ = false;
   bool freed_ = false;
+  // Whether a pass met a bvor or bvadd that is a packed word.
+  bool packable_ = false;
   // Drops one occurrence of a; a term left with none drops its arguments'.
   void release(const Term* a);
   const Term* fresh_constant(const DataType* type);
@@ -296,6 +316,8 @@ class Eliminator {
   TermManager& mgr_;
   Simplified& out_;
   SimplifyOptions options_;
+  // Tells the packed words, with the layouts it has worked out so far.
+  WordTest word_test_{mgr_};
   std::vector<std::size_t> count_;
   std::vector<bool> assertion_;
   std::vector<const Term*> form_;
@@ -410,6 +432,10 @@ void Eliminator::index_parents() {
 void Eliminator::visit(const Term* t, const Term* old) {
   ++out_.visits;
   const Term* cur = with_current_args(t, old);
+  if (!packable_ && options_.packing && (cur->op() == Op::BVOr || cur->op() == Op::BVAdd) &&
+      may_be_part(cur->arg(0)) && may_be_part(cur->arg(1))) {
+    packable_ = word_test_.packs(cur);
+  }
   const Decision d = decide(mgr_, cur, View{*this, false});
   if (d.kind != Decision::Kind::None) {
     cur = eliminate(cur, d);
@@ -523,6 +549,28 @@ void Eliminator::refresh_comparison(const Term* t) {
 // would have to carry them along when those change form. The decisions of
 // one sweep are independent: a condition holds only terms over its own
 // equation's other arguments, never another equation's x or application.
+bool Eliminator::pack() {
+  if (!packable_) return false;
+  Packed p = pack_words(mgr_, out_.assertions);
+  if (p.rewritten == 0) return false;
+  out_.packed += p.rewritten;
+  out_.assertions = std::move(p.assertions);
+  auto image = [&p](const Term* t) {
+    return t->id() < p.images.size() && p.images[t->id()] != nullptr ? p.images[t->id()] : t;
+  };
+  std::vector<const Term*>& images = out_.images;
+  for (const Term*& i : images) {
+    if (i != nullptr) i = image(i);
+  }
+  // A term the first pass left as it was has its image from the packing.
+  for (std::size_t id = 0; id < p.images.size(); ++id) {
+    if (p.images[id] == nullptr) continue;
+    ensure_slot(images, id);
+    if (images[id] == nullptr) images[id] = p.images[id];
+  }
+  return true;
+}
+
 bool Eliminator::sweep() {
   sweeping_ = true;
   freed_ = false;
@@ -655,12 +703,6 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
                     const SimplifyOptions& options) {
   Simplified out;
   out.assertions = assertions;
-  if (options.packing) {
-    Packed packed = pack_words(mgr, assertions);
-    out.assertions = std::move(packed.assertions);
-    out.images = std::move(packed.images);
-    out.packed = packed.rewritten;
-  }
   Eliminator eliminator(mgr, out, options);
   // Within a pass, a term made unconstrained after its parent was passed
   // sends that parent back through the rules, so the next pass normally
@@ -669,10 +711,23 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
   // arguments at least as often as the equation did, unless hash-consing
   // merges two of their occurrences into one term. Only then, or after a
   // pass that eliminated something, is another pass made.
+  // Packed words are looked for once, after the first pass and only where
+  // it met a bvor or bvadd over a shift or extension: the eliminations of a
+  // pass leave such words whole, and most graphs have none. The counts of a
+  // pass no longer hold for the words rewritten, so no sweep follows that
+  // pass.
   bool again = false;
+  bool packed = !options.packing;
   do {
     ++out.passes;
     again = eliminator.pass() != 0;
+    if (!packed) {
+      packed = true;
+      if (eliminator.pack()) {
+        again = true;
+        continue;
+      }
+    }
     if (options.equations && eliminator.sweep()) again = true;
   } while (again);
   eliminator.name_counts();
