@@ -306,7 +306,18 @@ class Eliminator {
   // In a sweep; and whether a release there left a term with one
   // occurrence.
   bool sweeping_ = false;
-  bool freed_ = false;
+  // The terms whose counts a sweep changed, with their counts before it.
+  std::vector<std::pair<const Term*, std::size_t>> touched_;
+  std::vector<bool> is_touched_;
+  void note(const Term* b) {
+    if (!sweeping_) return;
+    ensure_slot(is_touched_, b->id());
+    if (is_touched_[b->id()]) return;
+    is_touched_[b->id()] = true;
+    touched_.emplace_back(b, count_of(b));
+  }
+  // Whether the sweep left some term with one occurrence that had more.
+  bool freed();
   // Whether a pass met a bvor or bvadd that is a packed word.
   bool packable_ = false;
   // Drops one occurrence of a; a term left with none drops its arguments'.
@@ -573,18 +584,20 @@ bool Eliminator::pack() {
 
 bool Eliminator::sweep() {
   sweeping_ = true;
-  freed_ = false;
   std::vector<std::pair<const Term*, const Term*>> replaced;
   std::vector<bool> seen;
   for (const Term* e : out_.assertions) {
     ensure_slot(seen, e->id());
     if (seen[e->id()]) continue;  // a repeated assertion is taken once
     seen[e->id()] = true;
-    const Decision d = decide(mgr_, e, View{*this, true});
+    // At a pass's end no other rule applies: only the equation rules are
+    // asked.
+    const Decision d = decide_equation(e, View{*this, true});
     if (d.kind == Decision::Kind::Equation) replaced.emplace_back(e, eliminate_equation(e, d));
   }
   sweeping_ = false;
   if (replaced.empty()) return false;
+  const bool more = freed();
   std::vector<const Term*> to(mgr_.term_count() + 1, nullptr);
   for (const auto& [e, c] : replaced) to[e->id()] = c;
   auto image = [&to](const Term* t) {
@@ -599,7 +612,20 @@ bool Eliminator::sweep() {
     ensure_slot(images, e->id());
     if (images[e->id()] == nullptr) images[e->id()] = c;
   }
-  return freed_;
+  return more;
+}
+
+// A condition holds the equation's other arguments at least as often as
+// the equation did, unless hash-consing merges two of their occurrences
+// into one term: only then may the sweep have enabled a rule.
+bool Eliminator::freed() {
+  bool found = false;
+  for (const auto& [t, before] : touched_) {
+    found = found || (before > 1 && count_of(t) == 1);
+    is_touched_[t->id()] = false;
+  }
+  touched_.clear();
+  return found;
 }
 
 const Term* Eliminator::eliminate_equation(const Term* e, const Decision& d) {
@@ -626,6 +652,7 @@ void Eliminator::acquire(const Term* a) {
   while (!stack.empty()) {
     const Term* b = stack.back();
     stack.pop_back();
+    note(b);
     if (count(b)++ == 0 && !is_assertion(b)) {
       for (const Term* child : b->args()) stack.push_back(child);
     }
@@ -637,15 +664,13 @@ void Eliminator::release(const Term* a) {
   while (!stack.empty()) {
     const Term* b = stack.back();
     stack.pop_back();
+    note(b);
     std::size_t& c = count(b);
     if (c == 0) continue;
     // An assertion stays in the graph without parents.
     if (--c == 0 && !is_assertion(b)) {
       for (const Term* child : b->args()) stack.push_back(child);
-    } else if (c == 1 && sweeping_) {
-      // A term down to one occurrence may enable a rule: another pass.
-      freed_ = true;
-    } else if (c == 1 && b->get_symbol()->op() == Op::Constant) {
+    } else if (c == 1 && !sweeping_ && b->get_symbol()->op() == Op::Constant) {
       // Its one remaining parent may have been passed already.
       touch_parents(origin(b));
     }
@@ -707,15 +732,12 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
   // Within a pass, a term made unconstrained after its parent was passed
   // sends that parent back through the rules, so the next pass normally
   // only confirms the fixed point.
-  // A sweep seldom enables a rule: a condition holds the equation's other
-  // arguments at least as often as the equation did, unless hash-consing
-  // merges two of their occurrences into one term. Only then, or after a
-  // pass that eliminated something, is another pass made.
+  // A sweep seldom enables a rule (see freed): only then, or after a pass
+  // that eliminated something, is another pass made.
   // Packed words are looked for once, after the first pass and only where
   // it met a bvor or bvadd over a shift or extension: the eliminations of a
   // pass leave such words whole, and most graphs have none. The counts of a
-  // pass no longer hold for the words rewritten, so no sweep follows that
-  // pass.
+  // pass no longer hold for the words rewritten: another pass follows.
   bool again = false;
   bool packed = !options.packing;
   do {
@@ -728,7 +750,8 @@ Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions
         continue;
       }
     }
-    if (options.equations && eliminator.sweep()) again = true;
+    // Swept where the pass found its fixed point: its counts are exact then.
+    if (!again && options.equations && eliminator.sweep()) again = true;
   } while (again);
   eliminator.name_counts();
   return out;
