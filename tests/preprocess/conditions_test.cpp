@@ -238,46 +238,44 @@ TEST(EquationRules, ConditionHoldsExactlyWhenSomeValueSolvesAndTheValueIsRebuilt
   EXPECT_GT(unsolvable, 1000u);
 }
 
-// Below a negation the equation can be made false as well as true: the
-// condition alone would not say so, and the rule stays away.
-TEST(EquationRules, AnEquationBelowAnythingIsLeftAlone) {
+// x, s and t of 4 bits in a manager of their own.
+class EquationTerms : public ::testing::Test {
+ protected:
+  const Term* app(Op op, const Term* a, const Term* b) {
+    return mgr.make_term(mgr.make_bv_symbol(op, 4), {a, b});
+  }
   TermManager mgr;
   const Term* x = mgr.make_constant("x", mgr.bv_type(4));
   const Term* s = mgr.make_constant("s", mgr.bv_type(4));
   const Term* t = mgr.make_constant("t", mgr.bv_type(4));
-  const Term* app = mgr.make_term(mgr.make_bv_symbol(Op::BVUrem, 4), {x, s});
+};
+
+// Below a negation the equation can be made false as well as true: the
+// condition alone would not say so, and the rule stays away.
+TEST_F(EquationTerms, AnEquationBelowAnythingIsLeftAlone) {
+  const Term* urem = app(Op::BVUrem, x, s);
   const std::vector<const Term*> assertions{twice(mgr, s), twice(mgr, t),
-                                            mgr.make_not(mgr.make_equal(app, t))};
+                                            mgr.make_not(mgr.make_equal(urem, t))};
   const preprocess::Simplified out = preprocess::simplify(mgr, assertions);
   EXPECT_EQ(out.eliminated, 0u);
   EXPECT_EQ(out.assertions, assertions);
 }
 
 // The operators whose condition would cost more than the operator stay.
-TEST(EquationRules, DearerPositionsAreLeftAlone) {
-  TermManager mgr;
-  const Term* x = mgr.make_constant("x", mgr.bv_type(4));
-  const Term* s = mgr.make_constant("s", mgr.bv_type(4));
-  const Term* t = mgr.make_constant("t", mgr.bv_type(4));
-  for (const Term* app : {mgr.make_term(mgr.make_bv_symbol(Op::BVUdiv, 4), {x, s}),
-                          mgr.make_term(mgr.make_bv_symbol(Op::BVUrem, 4), {s, x}),
-                          mgr.make_term(mgr.make_bv_symbol(Op::BVShl, 4), {s, x})}) {
-    const std::vector<const Term*> assertions{twice(mgr, s), twice(mgr, t), mgr.make_equal(app, t)};
-    EXPECT_EQ(preprocess::simplify(mgr, assertions).eliminated, 0u) << *app;
+TEST_F(EquationTerms, DearerPositionsAreLeftAlone) {
+  for (const Term* a : {app(Op::BVUdiv, x, s), app(Op::BVUrem, s, x), app(Op::BVShl, s, x)}) {
+    const std::vector<const Term*> assertions{twice(mgr, s), twice(mgr, t), mgr.make_equal(a, t)};
+    EXPECT_EQ(preprocess::simplify(mgr, assertions).eliminated, 0u) << *a;
   }
 }
 
 // Counted apart from the eliminations by a fresh constant, under the
 // operator over x.
-TEST(EquationRules, CountedByTheOperatorOverX) {
-  TermManager mgr;
-  const Term* x = mgr.make_constant("x", mgr.bv_type(4));
-  const Term* s = mgr.make_constant("s", mgr.bv_type(4));
-  const Term* t = mgr.make_constant("t", mgr.bv_type(4));
-  const Term* app = mgr.make_term(mgr.make_bv_symbol(Op::BVAnd, 4), {x, s});
-  const std::vector<const Term*> assertions{twice(mgr, s), twice(mgr, t), mgr.make_equal(t, app)};
+TEST_F(EquationTerms, CountedByTheOperatorOverX) {
+  const std::vector<const Term*> assertions{twice(mgr, s), twice(mgr, t),
+                                            mgr.make_equal(t, app(Op::BVAnd, x, s))};
   const preprocess::Simplified out = preprocess::simplify(mgr, assertions);
-  const Term* st = mgr.make_term(mgr.make_bv_symbol(Op::BVAnd, 4), {t, s});
+  const Term* st = app(Op::BVAnd, t, s);
   EXPECT_EQ(out.conditions_by_op, (std::map<std::string, std::size_t>{{"bvand", 1}}));
   EXPECT_TRUE(out.eliminated_by_op.empty());
   EXPECT_EQ(out.eliminated, 1u);

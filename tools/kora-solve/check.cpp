@@ -113,6 +113,7 @@ class Round {
     if (eliminate) {
       preprocess::SimplifyOptions simplify_options;
       simplify_options.equations = options_.equation_rules;
+      simplify_options.packing = options_.packing;
       reduced = preprocess::simplify(mgr_, assertions_, simplify_options);
       stats.eliminated = reduced.eliminated;
       stats.eliminated_by_op = reduced.eliminated_by_op;

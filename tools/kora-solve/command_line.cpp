@@ -35,6 +35,8 @@ Options:
   --no-equation-rules  leave asserted equations alone (by default one over an
                        unconstrained argument becomes the condition for it
                        to have a solution)
+  --no-packing         leave words packed from bytes (bvor or bvadd of
+                       shifted zero extensions) as written, not as concat
   --timeout S          wall-clock limit per check-sat in seconds; the solver
                        is killed at the limit and the answer is unknown
   --stats              one line of statistics per check-sat on standard error
@@ -147,6 +149,8 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
       p.session.check.eliminate = false;
     } else if (a == "--no-equation-rules") {
       p.session.check.equation_rules = false;
+    } else if (a == "--no-packing") {
+      p.session.check.packing = false;
     } else if (a == "--stats") {
       p.session.stats = true;
     } else if (a == "--check-models") {

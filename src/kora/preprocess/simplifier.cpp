@@ -123,6 +123,20 @@ QNumber comparison_end(const Term* t, std::size_t side) {
 // invertibility condition: the equation holds for some x exactly when the
 // condition does, and nothing else sees x or app. Only an equation asserted
 // by itself is taken: below a negation the condition would not do.
+// What decide sees of a graph whose counts and assertions c holds; the
+// equation rules only where equations is set.
+template <class Counts>
+struct View {
+  const Counts& c;
+  bool equations;
+  std::size_t count(const Term* a) const { return c.count(a); }
+  bool is_assertion(const Term* a) const { return c.is_assertion(a); }
+  bool unconstrained(const Term* a) const {
+    return a->op() == Op::Constant && count(a) == 1 && !is_assertion(a);
+  }
+  bool asserted_alone(const Term* a) const { return equations && is_assertion(a) && count(a) == 0; }
+};
+
 template <class Graph>
 Decision decide_equation(const Term* t, const Graph& g) {
   Decision d;
@@ -220,6 +234,11 @@ class Eliminator {
   // by their conditions; whether that may enable a rule somewhere (a term
   // left with one occurrence), so that another pass is needed.
   bool sweep();
+  // What decide sees of the graph (View).
+  std::size_t count(const Term* t) const { return count_of(t); }
+  bool is_assertion(const Term* t) const {
+    return t->id() < assertion_.size() && assertion_[t->id()];
+  }
   // Fills the result's counts by operator name.
   // Carries the images of the original terms through this pass's forms.
   void compose_images();
@@ -236,26 +255,11 @@ class Eliminator {
     ensure_slot(count_, t->id());
     return count_[t->id()];
   }
-  bool is_assertion(const Term* t) const {
-    return t->id() < assertion_.size() && assertion_[t->id()];
-  }
+
   std::size_t count_of(const Term* t) const {
     return t->id() < count_.size() ? count_[t->id()] : 0;
   }
-  bool unconstrained(const Term* t) const {
-    return t->get_symbol()->op() == Op::Constant && count_of(t) == 1 && !is_assertion(t);
-  }
-  // What decide sees: in a pass, the equation rules are left to sweep.
-  struct View {
-    const Eliminator& e;
-    bool sweeping;
-    bool unconstrained(const Term* a) const { return e.unconstrained(a); }
-    std::size_t count(const Term* a) const { return e.count_of(a); }
-    bool is_assertion(const Term* a) const { return e.is_assertion(a); }
-    bool asserted_alone(const Term* a) const {
-      return sweeping && e.is_assertion(a) && e.count_of(a) == 0;
-    }
-  };
+
   const Term* form(const Term* t) const {
     if (t->arity() == 0 || t->id() >= form_.size() || form_[t->id()] == nullptr) return t;
     return form_[t->id()];
@@ -303,6 +307,8 @@ class Eliminator {
   const Term* eliminate_equation(const Term* e, const Decision& d);
   // Adds one occurrence of a; a term that had none adds its arguments'.
   void acquire(const Term* a);
+  template <class Step>
+  void walk_down(const Term* a, Step step);
   // In a sweep; and whether a release there left a term with one
   // occurrence.
   bool sweeping_ = false;
@@ -447,7 +453,7 @@ void Eliminator::visit(const Term* t, const Term* old) {
       may_be_part(cur->arg(0)) && may_be_part(cur->arg(1))) {
     packable_ = word_test_.packs(cur);
   }
-  const Decision d = decide(mgr_, cur, View{*this, false});
+  const Decision d = decide(mgr_, cur, View<Eliminator>{*this, false});
   if (d.kind != Decision::Kind::None) {
     cur = eliminate(cur, d);
     eliminated_[t->id()] = true;
@@ -592,7 +598,7 @@ bool Eliminator::sweep() {
     seen[e->id()] = true;
     // At a pass's end no other rule applies: only the equation rules are
     // asked.
-    const Decision d = decide_equation(e, View{*this, true});
+    const Decision d = decide_equation(e, View<Eliminator>{*this, true});
     if (d.kind == Decision::Kind::Equation) replaced.emplace_back(e, eliminate_equation(e, d));
   }
   sweeping_ = false;
@@ -647,34 +653,37 @@ const Term* Eliminator::eliminate_equation(const Term* e, const Decision& d) {
   return condition;
 }
 
-void Eliminator::acquire(const Term* a) {
+// Walks down from a: step(b) for each term b reached, which says whether
+// to go on to b's arguments.
+template <class Step>
+void Eliminator::walk_down(const Term* a, Step step) {
   std::vector<const Term*> stack{a};
   while (!stack.empty()) {
     const Term* b = stack.back();
     stack.pop_back();
     note(b);
-    if (count(b)++ == 0 && !is_assertion(b)) {
+    if (step(b)) {
       for (const Term* child : b->args()) stack.push_back(child);
     }
   }
 }
 
+void Eliminator::acquire(const Term* a) {
+  walk_down(a, [this](const Term* b) { return count(b)++ == 0 && !is_assertion(b); });
+}
+
 void Eliminator::release(const Term* a) {
-  std::vector<const Term*> stack{a};
-  while (!stack.empty()) {
-    const Term* b = stack.back();
-    stack.pop_back();
-    note(b);
+  walk_down(a, [this](const Term* b) {
     std::size_t& c = count(b);
-    if (c == 0) continue;
+    if (c == 0) return false;
     // An assertion stays in the graph without parents.
-    if (--c == 0 && !is_assertion(b)) {
-      for (const Term* child : b->args()) stack.push_back(child);
-    } else if (c == 1 && !sweeping_ && b->get_symbol()->op() == Op::Constant) {
+    if (--c == 0 && !is_assertion(b)) return true;
+    if (c == 1 && !sweeping_ && b->get_symbol()->op() == Op::Constant) {
       // Its one remaining parent may have been passed already.
       touch_parents(origin(b));
     }
-  }
+    return false;
+  });
 }
 
 // The manager names it so that it cannot clash with a user's constant.
@@ -825,18 +834,8 @@ std::vector<const Term*> eliminable(const TermManager& mgr,
                                     const SimplifyOptions& options) {
   const Occurrences occ(assertions);
   std::vector<const Term*> found;
-  struct View {
-    const Occurrences& occ;
-    bool equations;
-    bool unconstrained(const Term* a) const { return occ.is_unconstrained(a); }
-    std::size_t count(const Term* a) const { return occ.count(a); }
-    bool is_assertion(const Term* a) const { return occ.is_assertion(a); }
-    bool asserted_alone(const Term* a) const {
-      return equations && is_assertion(a) && count(a) == 0;
-    }
-  };
   for (const Term* t : occ.post_order()) {
-    const Decision d = decide(mgr, t, View{occ, options.equations});
+    const Decision d = decide(mgr, t, View<Occurrences>{occ, options.equations});
     if (d.kind != Decision::Kind::None) found.push_back(t);
   }
   return found;
