@@ -59,6 +59,25 @@ const Term* extend_condition(TermManager& mgr, const Term* app, const Term* t) {
   return same(mgr, mgr.make_term(mgr.make_bv_sign_extend_symbol(k, w), {low}), t);
 }
 
+// The condition of a binary operator, with s the argument beside x.
+const Term* binary_condition(TermManager& mgr, Op op, const Term* s, const Term* t) {
+  switch (op) {
+    case Op::And:
+      return mgr.make_or(s, mgr.make_not(t));
+    case Op::Or:
+      return mgr.make_or(mgr.make_not(s), t);
+    case Op::BVAnd:
+    case Op::BVOr:
+      return same(mgr, bv(mgr, op, t, s), t);
+    case Op::BVMul:
+      return same(mgr, bv(mgr, Op::BVAnd, bv(mgr, Op::BVOr, s, bv(mgr, Op::BVNeg, s)), t), t);
+    case Op::BVUrem:
+      return bv(mgr, Op::BVUle, t, bv(mgr, Op::BVNot, bv(mgr, Op::BVNeg, s)));
+    default:
+      return shift_condition(mgr, op, s, t);
+  }
+}
+
 }  // namespace
 
 bool has_condition(Op op, std::size_t p) {
@@ -85,33 +104,16 @@ bool has_condition(Op op, std::size_t p) {
 
 const Term* invertibility_condition(TermManager& mgr, const Term* app, std::size_t p,
                                     const Term* t) {
-  const Op op = app->op();
-  const Term* s = app->arity() == 2 ? app->arg(1 - p) : nullptr;
-  switch (op) {
+  switch (app->op()) {
     case Op::Ite:
       return ite_condition(mgr, app, p, t);
-    case Op::And:
-      return mgr.make_or(s, mgr.make_not(t));
-    case Op::Or:
-      return mgr.make_or(mgr.make_not(s), t);
-    case Op::BVAnd:
-    case Op::BVOr:
-      return same(mgr, bv(mgr, op, t, s), t);
-    case Op::BVMul:
-      return same(mgr, bv(mgr, Op::BVAnd, bv(mgr, Op::BVOr, s, bv(mgr, Op::BVNeg, s)), t), t);
-    case Op::BVUrem:
-      return bv(mgr, Op::BVUle, t, bv(mgr, Op::BVNot, bv(mgr, Op::BVNeg, s)));
-    case Op::BVShl:
-    case Op::BVLshr:
-    case Op::BVAshr:
-      return shift_condition(mgr, op, s, t);
     case Op::BVConcat:
       return concat_condition(mgr, app, p, t);
     case Op::BVZeroExtend:
     case Op::BVSignExtend:
       return extend_condition(mgr, app, t);
     default:
-      return nullptr;
+      return binary_condition(mgr, app->op(), app->arg(1 - p), t);
   }
 }
 

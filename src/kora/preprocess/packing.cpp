@@ -89,7 +89,7 @@ class Packer {
   // Whether t's layout is more than t itself.
   bool structured(const Term* t) const {
     std::uint64_t word = 0;
-    return layouts_.count(t->id()) != 0 ||
+    return layouts_.contains(t->id()) ||
            (t->op() == Op::BVNumber && t->numeral_word(&word) && word == 0);
   }
   // The layout of t from its arguments' layouts; false when t's bits are
