@@ -142,6 +142,7 @@ class FormulaGenerator {
   }
 
   const Term* structural(std::size_t w) {
+    if (w >= 2 && pick(7) == 0) return packed_word(w);
     const Term* a = operand(w);
     switch (pick(6)) {
       case 0: {
@@ -177,6 +178,20 @@ class FormulaGenerator {
     const Term* other = operand(w);
     if (w == 0) return pick(2) == 0 ? mgr_.make_iff(t, other) : mgr_.make_iff(other, t);
     return pick(2) == 0 ? mgr_.make_equal(t, other) : mgr_.make_equal(other, t);
+  }
+
+  // A word of width w packed from a high and a low part, as translated
+  // programs build words from bytes.
+  const Term* packed_word(std::size_t w) {
+    const std::size_t low = 1 + pick(w - 1);
+    const Term* high = operand(w - low);
+    const Term* wide = mgr_.make_term(mgr_.make_bv_zero_extend_symbol(low, w - low), {high});
+    const Term* shifted =
+        mgr_.make_term(mgr_.make_bv_symbol(Op::BVShl, w), {wide, mgr_.make_bv_word(low, w)});
+    const Term* part =
+        mgr_.make_term(mgr_.make_bv_zero_extend_symbol(w - low, low), {operand(low)});
+    const Op op = pick(2) == 0 ? Op::BVOr : Op::BVAdd;
+    return mgr_.make_term(mgr_.make_bv_symbol(op, w), {shifted, part});
   }
 
   // A Boolean term for an assertion, preferring the latest ones (the roots
@@ -234,7 +249,7 @@ std::size_t bit_count(const std::vector<const Term*>& assertions) {
 
 struct Totals {
   std::size_t formulas = 0, skipped = 0, eliminated = 0, sat = 0, models = 0, bad = 0;
-  std::size_t conditions = 0;
+  std::size_t conditions = 0, packed = 0;
   std::size_t narrow = 0, inverted = 0;
 };
 
@@ -251,6 +266,7 @@ void check_formula(std::uint64_t seed, Totals& totals) {
   }
   totals.eliminated += simplified.eliminated;
   for (const auto& [op, n] : simplified.conditions_by_op) totals.conditions += n;
+  totals.packed += simplified.packed;
   const std::size_t original_models = each_model(mgr, original, [](ModelStore&, const auto&) {});
   const std::size_t reduced_models = each_model(
       mgr, simplified.assertions, [&](ModelStore& found, const std::vector<const Term*>& cs) {
@@ -277,9 +293,10 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   for (std::uint64_t i = 0; i < 3000; ++i) check_formula(seed + i, totals);
   std::cout << totals.formulas << " formulas (" << totals.skipped << " too wide), "
             << totals.eliminated << " eliminations (" << totals.conditions
-            << " equations by their conditions), " << totals.sat << " satisfiable, "
-            << totals.models << " reduced models rebuilt, values from the calculators "
-            << totals.narrow << ", from the inverter " << totals.inverted << "\n";
+            << " equations by their conditions, " << totals.packed << " packed words), "
+            << totals.sat << " satisfiable, " << totals.models
+            << " reduced models rebuilt, values from the calculators " << totals.narrow
+            << ", from the inverter " << totals.inverted << "\n";
   EXPECT_EQ(totals.bad, 0u);
   // The generator must actually exercise the simplifier.
   EXPECT_LT(totals.skipped * 10, totals.formulas);
@@ -288,6 +305,7 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   EXPECT_GT(totals.models, totals.formulas);
   EXPECT_GT(totals.inverted, 0u);
   EXPECT_GT(totals.conditions * 20, totals.formulas);  // the equation rules too
+  EXPECT_GT(totals.packed * 100, totals.formulas);     // and packing
 }
 
 }  // namespace

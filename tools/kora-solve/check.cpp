@@ -118,9 +118,11 @@ class Round {
       stats.eliminated = reduced.eliminated;
       stats.eliminated_by_op = reduced.eliminated_by_op;
       stats.conditions_by_op = reduced.conditions_by_op;
-      const preprocess::Leftovers left = preprocess::leftovers(reduced.assertions);
-      stats.left = left.applications;
-      stats.left_under_equation = left.under_equation;
+      if (options_.count_leftovers) {
+        const preprocess::Leftovers left = preprocess::leftovers(reduced.assertions);
+        stats.left = left.applications;
+        stats.left_under_equation = left.under_equation;
+      }
     } else {
       reduced.assertions = assertions_;
     }

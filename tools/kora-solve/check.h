@@ -19,6 +19,7 @@ struct CheckOptions {
   bool eliminate = true;          // false: --no-elim
   bool equation_rules = true;     // false: --no-equation-rules
   bool packing = true;            // false: --no-packing
+  bool count_leftovers = false;   // fill CheckStats::left (--stats)
   std::optional<double> timeout;  // seconds per back-end run
   bool check_models = false;      // confirm each model with a fresh back end
   std::string dump_reduced;       // file for the script sent to the back end

@@ -153,6 +153,7 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
       p.session.check.packing = false;
     } else if (a == "--stats") {
       p.session.stats = true;
+      p.session.check.count_leftovers = true;
     } else if (a == "--check-models") {
       p.session.check.check_models = true;
     } else if (a.size() > 1 && a[0] == '-') {
