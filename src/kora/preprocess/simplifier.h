@@ -37,6 +37,12 @@
 // extensions at the first), becomes the invertibility condition over the
 // other arguments and t. An equation below anything else is left alone: the
 // condition only says that the equation can hold, not that it can fail.
+// They are taken by a sweep over the assertions after a pass that found its
+// fixed point; the trail records the condition (Replacement::condition).
+//
+// Packed words. Once, after the first pass, bvor/bvadd words made of parts
+// on disjoint bits are written as concatenations (packing.h), which the
+// concat and extract rules then take.
 
 #include <cstddef>
 #include <map>
