@@ -261,6 +261,26 @@ TEST_F(EquationTerms, AnEquationBelowAnythingIsLeftAlone) {
   EXPECT_EQ(out.assertions, assertions);
 }
 
+// A conjunct of an assertion counts as asserted: the conjunction holds only
+// where it does. Below a disjunction it does not.
+TEST_F(EquationTerms, ConjunctsOfAnAssertionAreTaken) {
+  const Term* p = mgr.make_constant("p", mgr.bool_type());
+  const Term* q = mgr.make_constant("q", mgr.bool_type());
+  const Term* urem = app(Op::BVUrem, x, s);
+  const Term* inner = mgr.make_and(q, mgr.make_equal(t, urem));
+  const std::vector<const Term*> assertions{twice(mgr, s), twice(mgr, t), mgr.make_iff(p, q),
+                                            mgr.make_and(p, inner)};
+  const preprocess::Simplified out = preprocess::simplify(mgr, assertions);
+  ASSERT_EQ(out.trail.steps.size(), 1u);
+  const Term* condition = out.trail.steps[0].condition;
+  EXPECT_EQ(out.assertions.back(), mgr.make_and(p, mgr.make_and(q, condition)));
+  EXPECT_EQ(preprocess::image_of(out, inner), mgr.make_and(q, condition));
+  const Term* either = mgr.make_or(p, mgr.make_equal(t, urem));
+  EXPECT_EQ(
+      preprocess::simplify(mgr, {twice(mgr, s), twice(mgr, t), twice(mgr, p), either}).eliminated,
+      0u);
+}
+
 // The operators whose condition would cost more than the operator stay.
 TEST_F(EquationTerms, DearerPositionsAreLeftAlone) {
   for (const Term* a : {app(Op::BVUdiv, x, s), app(Op::BVUrem, s, x), app(Op::BVShl, s, x)}) {

@@ -176,8 +176,14 @@ class FormulaGenerator {
     if (terms.empty()) return boolean_term();
     const Term* t = terms[terms.size() - 1 - pick(std::min<std::size_t>(terms.size(), 3))];
     const Term* other = operand(w);
-    if (w == 0) return pick(2) == 0 ? mgr_.make_iff(t, other) : mgr_.make_iff(other, t);
-    return pick(2) == 0 ? mgr_.make_equal(t, other) : mgr_.make_equal(other, t);
+    const Term* eq = nullptr;
+    if (w == 0) {
+      eq = pick(2) == 0 ? mgr_.make_iff(t, other) : mgr_.make_iff(other, t);
+    } else {
+      eq = pick(2) == 0 ? mgr_.make_equal(t, other) : mgr_.make_equal(other, t);
+    }
+    // Sometimes a conjunct, which the rules take as well.
+    return pick(3) == 0 ? mgr_.make_and(operand(0), eq) : eq;
   }
 
   // A word of width w packed from a high and a low part, as translated

@@ -124,8 +124,8 @@ TEST_F(Written, UnchangedLetInsideChangedTerm) {
 
 TEST_F(Written, ChangedTermInsideLetBody) {
   expect_prints(
-      "(assert (let ((s (bvor x y))) (let ((s (bvand s w))) (and p (= s (bvmul x (bvadd y z)))))))",
-      "(let ((s (bvor x y))) (let ((s (bvand s w))) (and p (= s (bvmul x kora!e0)))))");
+      "(assert (let ((s (bvor x y))) (let ((s (bvand s w))) (or p (= s (bvmul x (bvadd y z)))))))",
+      "(let ((s (bvor x y))) (let ((s (bvand s w))) (or p (= s (bvmul x kora!e0)))))");
 }
 
 TEST_F(Written, IndexedOperatorHeads) {

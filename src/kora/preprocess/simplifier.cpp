@@ -6,6 +6,7 @@
 #include <functional>
 #include <queue>
 #include <string>
+#include <unordered_map>
 #include <utility>
 
 #include "kora/numbers/qnumber.h"
@@ -137,11 +138,14 @@ struct View {
   bool asserted_alone(const Term* a) const { return equations && is_assertion(a) && count(a) == 0; }
 };
 
+// positive: t is known to occur only as a conjunct of an assertion (below
+// ands that occur only there), where, as for an asserted equation, only
+// whether it can hold matters.
 template <class Graph>
-Decision decide_equation(const Term* t, const Graph& g) {
+Decision decide_equation(const Term* t, const Graph& g, bool positive = false) {
   Decision d;
   const Op op = t->op();
-  if ((op != Op::Equal && op != Op::Iff) || !g.asserted_alone(t)) return d;
+  if ((op != Op::Equal && op != Op::Iff) || !(positive || g.asserted_alone(t))) return d;
   for (std::size_t side = 0; side < 2; ++side) {
     const Term* app = t->arg(side);
     if (app->arity() == 0 || g.count(app) != 1 || g.is_assertion(app)) continue;
@@ -303,8 +307,11 @@ class Eliminator {
   // Rebuilds the expression that replaced the comparison t over the current
   // form of its constrained side.
   void refresh_comparison(const Term* t);
-  // The equation rule applied to the asserted equation e: its condition.
+  // The equation rule applied to the equation e: its condition, recorded on
+  // the trail; the counts are left to the caller.
   const Term* eliminate_equation(const Term* e, const Decision& d);
+  const Term* conjunction(const Term* a,
+                          std::vector<std::pair<const Term*, const Term*>>& replaced);
   // Adds one occurrence of a; a term that had none adds its arguments'.
   void acquire(const Term* a);
   template <class Step>
@@ -592,22 +599,44 @@ bool Eliminator::sweep() {
   sweeping_ = true;
   std::vector<std::pair<const Term*, const Term*>> replaced;
   std::vector<bool> seen;
-  for (const Term* e : out_.assertions) {
-    ensure_slot(seen, e->id());
-    if (seen[e->id()]) continue;  // a repeated assertion is taken once
-    seen[e->id()] = true;
+  for (const Term* first : out_.assertions) {
+    ensure_slot(seen, first->id());
+    if (seen[first->id()]) continue;  // a repeated assertion is taken once
+    seen[first->id()] = true;
     // At a pass's end no other rule applies: only the equation rules are
-    // asked.
-    const Decision d = decide_equation(e, View<Eliminator>{*this, true});
-    if (d.kind == Decision::Kind::Equation) replaced.emplace_back(e, eliminate_equation(e, d));
+    // asked, again of each new form (a condition can be an equation that a
+    // rule takes in turn), until a form is not new.
+    for (const Term* e = first;;) {
+      const Term* cur = e;
+      if (e->op() == Op::And && count_of(e) == 0) {
+        cur = conjunction(e, replaced);
+      } else {
+        const Decision d = decide_equation(e, View<Eliminator>{*this, true});
+        if (d.kind == Decision::Kind::Equation) cur = eliminate_equation(e, d);
+      }
+      if (cur == e) break;
+      // The counts follow, so that a term the new form leaves with one
+      // occurrence (its parts merged by hash-consing) is seen.
+      const bool present = count_of(cur) != 0 || is_assertion(cur);
+      inherit(e, cur);
+      if (!present) {
+        for (const Term* a : cur->args()) acquire(a);
+      }
+      for (const Term* a : e->args()) release(a);
+      replaced.emplace_back(e, cur);
+      if (present) break;  // another assertion, or a term with parents
+      e = cur;
+    }
   }
   sweeping_ = false;
   if (replaced.empty()) return false;
   const bool more = freed();
   std::vector<const Term*> to(mgr_.term_count() + 1, nullptr);
   for (const auto& [e, c] : replaced) to[e->id()] = c;
+  // Forms may have been replaced in turn: follow them to the last.
   auto image = [&to](const Term* t) {
-    return t->id() < to.size() && to[t->id()] != nullptr ? to[t->id()] : t;
+    while (t->id() < to.size() && to[t->id()] != nullptr) t = to[t->id()];
+    return t;
   };
   for (const Term*& a : out_.assertions) a = image(a);
   std::vector<const Term*>& images = out_.images;
@@ -616,7 +645,7 @@ bool Eliminator::sweep() {
   }
   for (const auto& [e, c] : replaced) {
     ensure_slot(images, e->id());
-    if (images[e->id()] == nullptr) images[e->id()] = c;
+    if (images[e->id()] == nullptr) images[e->id()] = image(c);
   }
   return more;
 }
@@ -638,19 +667,53 @@ const Term* Eliminator::eliminate_equation(const Term* e, const Decision& d) {
   const Term* app = e->arg(d.side);
   const Term* target = e->arg(1 - d.side);
   const Term* condition = invertibility_condition(mgr_, app, d.position, target);
-  // The counts follow, so that a term the condition leaves with one
-  // occurrence (its parts merged by hash-consing) is seen.
-  const bool present = count_of(condition) != 0 || is_assertion(condition);
-  inherit(e, condition);
-  if (!present) {
-    for (const Term* a : condition->args()) acquire(a);
-  }
-  release(app);
-  release(target);
   out_.trail.steps.push_back({app, target, nullptr, d.free, condition});
   ++by_condition_[static_cast<std::size_t>(app->op())];
   ++out_.eliminated;
   return condition;
+}
+
+// The asserted conjunction a with the equations among its conjuncts (below
+// ands that occur only there) replaced by their conditions; each and and
+// equation rewritten is added to replaced, with its new form.
+const Term* Eliminator::conjunction(const Term* a,
+                                    std::vector<std::pair<const Term*, const Term*>>& replaced) {
+  // Only there, and not asserted apart as well (which the sweep meets again).
+  auto only_here = [this](const Term* t) { return count_of(t) == 1 && !is_assertion(t); };
+  auto below = [&only_here](const Term* t) { return t->op() == Op::And && only_here(t); };
+  std::unordered_map<std::uint64_t, const Term*> now;  // new forms by identifier
+  auto form_of = [&now](const Term* t) {
+    auto it = now.find(t->id());
+    return it == now.end() ? t : it->second;
+  };
+  auto rewrite = [&](const Term* t, const Term* cur) {
+    now[t->id()] = cur;
+    if (t != a) replaced.emplace_back(t, cur);
+  };
+  std::vector<std::pair<const Term*, std::size_t>> stack{{a, 0}};
+  while (!stack.empty()) {
+    auto& [t, next] = stack.back();
+    if (next < t->arity()) {
+      const Term* c = t->arg(next++);
+      if (below(c)) {
+        stack.emplace_back(c, 0);
+      } else if (only_here(c)) {
+        const Decision d = decide_equation(c, View<Eliminator>{*this, true}, true);
+        if (d.kind == Decision::Kind::Equation) rewrite(c, eliminate_equation(c, d));
+      }
+      continue;
+    }
+    const Term* done = t;
+    stack.pop_back();
+    std::vector<const Term*> args;
+    bool changed = false;
+    for (const Term* c : done->args()) {
+      args.push_back(form_of(c));
+      changed = changed || args.back() != c;
+    }
+    if (changed) rewrite(done, mgr_.make_term(done->get_symbol(), args));
+  }
+  return form_of(a);
 }
 
 // Walks down from a: step(b) for each term b reached, which says whether
