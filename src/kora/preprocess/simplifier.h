@@ -35,8 +35,10 @@
 // unconstrained at a position listed in conditions.h (ite, and, or, bvand,
 // bvor, bvmul, concat at any position; bvurem, the shifts and the
 // extensions at the first), becomes the invertibility condition over the
-// other arguments and t. An equation below anything else is left alone: the
-// condition only says that the equation can hold, not that it can fail.
+// other arguments and t; so does one that is a conjunct of an assertion
+// (below ands that occur only there). An equation below anything else is
+// left alone: the condition only says that the equation can hold, not that
+// it can fail.
 // They are taken by a sweep over the assertions after a pass that found its
 // fixed point; the trail records the condition (Replacement::condition).
 //
