@@ -65,6 +65,12 @@ class Builder {
 };
 
 void Builder::step(const Replacement& r) {
+  // An equation replaced by its condition: where the condition is false no
+  // value of x makes the equation hold, and x keeps its default.
+  if (r.condition != nullptr && value_of(r.condition) != mgr_.true_term()) {
+    ++stats_.false_conditions;
+    return;
+  }
   pred_.set(&r.free_args);
   const Term* v = value_of(r.replacement);
   AdHocCalculator* calculator = table_.find(r.term);
