@@ -1,10 +1,13 @@
 // Unconstrained-term elimination on a directory of SMT-LIB QF_BV files: per
-// file the eliminations, their counts by operator, the passes and the CPU
-// time simplify() took (best of --repeat runs, each on a newly read graph), then
-// the same summed per family (the part of the file name before "__"). The
+// file the eliminations, their counts by operator, the equations replaced by
+// their conditions (by the operator over x), the applications left holding
+// an unconstrained argument (all, and those under an equation), the passes
+// and the CPU time simplify() took (best of --repeat runs, each on a newly
+// read graph), then the same summed per family (the part of the file name
+// before "__"), and the applications left by operator and position. The
 // output is the Markdown of the tables in bench/RESULTS.md.
 //
-//   kora-corpus-counts DIR [--repeat N]
+//   kora-corpus-counts DIR [--repeat N] [--no-equation-rules] [--no-packing]
 
 #include <algorithm>
 #include <cstdlib>
@@ -36,6 +39,8 @@ struct Row {
   std::size_t eliminated = 0;
   std::size_t passes = 0;
   std::map<std::string, std::size_t> by_op;
+  std::map<std::string, std::size_t> conditions;
+  kora::preprocess::Leftovers left;
   double seconds = 0;
 };
 
@@ -58,7 +63,7 @@ double cpu_seconds() {
   return static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) * 1e-9;
 }
 
-Row measure(const fs::path& path, int repeat) {
+Row measure(const fs::path& path, int repeat, const kora::preprocess::SimplifyOptions& options) {
   Row r;
   r.name = path.filename().string();
   r.bytes = fs::file_size(path);
@@ -67,8 +72,10 @@ Row measure(const fs::path& path, int repeat) {
     auto mgr = std::make_unique<TermManager>();
     const auto assertions = assertions_of(path, *mgr);
     const double start = cpu_seconds();
-    const Simplified s = kora::preprocess::simplify(*mgr, assertions);
+    const Simplified s = kora::preprocess::simplify(*mgr, assertions, options);
     r.seconds = std::min(r.seconds, cpu_seconds() - start);
+    r.conditions = s.conditions_by_op;
+    r.left = kora::preprocess::leftovers(s.assertions);
     r.assertions = assertions.size();
     r.eliminated = s.eliminated;
     r.passes = s.passes;
@@ -100,21 +107,32 @@ std::string family_of(const std::string& name) {
 
 void print_family(const std::string& family, const std::vector<Row>& rows) {
   std::cout << "\n#### " << family << "\n\n"
-            << "| file | KB | assertions | eliminated | by operator | passes | simplify |\n"
-            << "|---|---|---|---|---|---|---|\n";
+            << "| file | KB | assertions | eliminated | by operator | equations by conditions "
+               "| left (under =) | passes | simplify |\n"
+            << "|---|---|---|---|---|---|---|---|---|\n";
   Row sum;
   for (const Row& r : rows) {
     std::cout << "| " << r.name.substr(family.size() + (r.name == family ? 0 : 2)) << " | "
               << (r.bytes + 512) / 1024 << " | " << r.assertions << " | " << r.eliminated << " | "
-              << ops_text(r.by_op) << " | " << r.passes << " | " << time_text(r.seconds) << " |\n";
+              << ops_text(r.by_op) << " | " << ops_text(r.conditions) << " | "
+              << r.left.applications << " (" << r.left.under_equation << ") | " << r.passes << " | "
+              << time_text(r.seconds) << " |\n";
     sum.eliminated += r.eliminated;
     sum.seconds += r.seconds;
     for (const auto& [op, n] : r.by_op) sum.by_op[op] += n;
+    for (const auto& [op, n] : r.conditions) sum.conditions[op] += n;
+    for (const auto& [at, n] : r.left.by_position) sum.left.by_position[at] += n;
+    sum.left.applications += r.left.applications;
+    sum.left.under_equation += r.left.under_equation;
   }
   if (rows.size() > 1) {
     std::cout << "| **all " << rows.size() << "** | | | " << sum.eliminated << " | "
-              << ops_text(sum.by_op) << " | | " << time_text(sum.seconds) << " |\n";
+              << ops_text(sum.by_op) << " | " << ops_text(sum.conditions) << " | "
+              << sum.left.applications << " (" << sum.left.under_equation << ") | | "
+              << time_text(sum.seconds) << " |\n";
   }
+  std::cout << "\nLeft with an unconstrained argument, by operator and position: "
+            << ops_text(sum.left.by_position) << "\n";
 }
 
 }  // namespace
@@ -124,7 +142,21 @@ int main(int argc, char** argv) {
     std::cerr << "usage: kora-corpus-counts DIR [--repeat N]\n";
     return 2;
   }
-  const int repeat = argc >= 4 && std::string(argv[2]) == "--repeat" ? std::atoi(argv[3]) : 3;
+  int repeat = 3;
+  kora::preprocess::SimplifyOptions options;
+  for (int i = 2; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--repeat" && i + 1 < argc) {
+      repeat = std::atoi(argv[++i]);
+    } else if (arg == "--no-equation-rules") {
+      options.equations = false;
+    } else if (arg == "--no-packing") {
+      options.packing = false;
+    } else {
+      std::cerr << "kora-corpus-counts: unknown option " << arg << "\n";
+      return 2;
+    }
+  }
   std::vector<fs::path> files;
   for (const auto& e : fs::directory_iterator(argv[1])) {
     if (e.path().extension() == ".smt2") files.push_back(e.path());
@@ -132,7 +164,7 @@ int main(int argc, char** argv) {
   std::sort(files.begin(), files.end());
   std::map<std::string, std::vector<Row>> families;
   for (const fs::path& f : files) {
-    Row r = measure(f, std::max(repeat, 1));
+    Row r = measure(f, std::max(repeat, 1), options);
     families[family_of(r.name)].push_back(std::move(r));
   }
   for (const auto& [family, rows] : families) print_family(family, rows);

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kora/calculators/adhoc_calculator.h"
@@ -90,6 +91,68 @@ TEST_F(ModelStoreTest, AdhocValuesTableFindOrInsertThenOverwrite) {
   EXPECT_EQ(store.adhoc_values.find(p)->second, mgr.false_term());
   EXPECT_EQ(store.adhoc_values.find(q)->second, mgr.true_term());
   EXPECT_EQ(store.adhoc_values.find(mgr.make_not(p)), store.adhoc_values.end());
+}
+
+TEST_F(ModelStoreTest, SetAdhocValueMakesTheEntryThenOverwritesIt) {
+  store.set_adhoc_value(p, mgr.true_term());
+  store.set_adhoc_value(q, mgr.false_term());
+  store.set_adhoc_value(p, mgr.false_term());
+  EXPECT_EQ(store.adhoc_values.size(), 2u);
+  EXPECT_EQ(store.adhoc_values.find(p)->second, mgr.false_term());
+  EXPECT_EQ(store.adhoc_values.find(q)->second, mgr.false_term());
+  // The table alone: no constraint, no value.
+  EXPECT_TRUE(store.constraints().empty());
+  EXPECT_EQ(store.value_of(p), nullptr);
+}
+
+// --- Diverted records -----------------------------------------------------------------
+
+// Keeps what a diverted store sends it.
+class KeepingRecorder final : public ModelStore::Recorder {
+ public:
+  std::vector<const Term*> constraints;
+  std::vector<std::pair<const Term*, const Term*>> adhoc;
+  std::ostringstream text;
+  Logger log{&text};
+
+  void add_model_constraint(const Term* c) override { constraints.push_back(c); }
+  void set_adhoc_value(const Term* x, const Term* value) override { adhoc.emplace_back(x, value); }
+  Logger& logger() override { return log; }
+};
+
+TEST_F(ModelStoreTest, DivertedRecordsReachTheRecorderAndNotTheModel) {
+  KeepingRecorder kept;
+  kept.log.set_verbosity(2);
+  store.logger().set_verbosity(2);
+  store.set_value(y, num(7));
+  NothingFree pred;
+  Recorder record(&mgr, &store, &pred);
+  store.divert_records(&kept);
+  record(p, mgr.true_term());
+  record(x, num(5));
+  // Reads and defaulting still reach the model.
+  EXPECT_EQ(store.get_normalized(add(y, num(1))), num(8));
+  int assigned = 0;
+  store.assign_free_constants(add(x, y), &assigned);
+  EXPECT_EQ(assigned, 1);
+  store.divert_records(nullptr);
+
+  EXPECT_EQ(kept.constraints, (std::vector<const Term*>{mgr.make_iff(p, mgr.true_term()),
+                                                        mgr.make_equal(x, num(5))}));
+  ASSERT_EQ(kept.adhoc.size(), 1u);
+  EXPECT_EQ(kept.adhoc[0], std::make_pair(p, mgr.true_term()));
+  EXPECT_NE(kept.text.str().find("calculated adhoc p := true .."), std::string::npos);
+  EXPECT_TRUE(store.constraints().empty());
+  EXPECT_EQ(store.adhoc_values.size(), 0u);
+  EXPECT_EQ(store.value_of(p), nullptr);
+  EXPECT_EQ(store.value_of(x), num(0));  // the default, not the diverted 5
+  EXPECT_EQ(log_text.str(), "");
+
+  // Undiverted, the same records reach the model.
+  record(p, mgr.true_term());
+  EXPECT_EQ(store.constraints().size(), 1u);
+  EXPECT_EQ(store.adhoc_values.size(), 1u);
+  EXPECT_NE(log_text.str().find("calculated adhoc p := true .."), std::string::npos);
 }
 
 // --- Logger -----------------------------------------------------------------------------

@@ -62,7 +62,9 @@ class FormulaGenerator {
     for (std::size_t i = 0; i < applications; ++i) application();
     std::vector<const Term*> assertions;
     const std::size_t n = 1 + pick(3);
-    for (std::size_t i = 0; i < n; ++i) assertions.push_back(boolean_term());
+    for (std::size_t i = 0; i < n; ++i) {
+      assertions.push_back(pick(2) == 0 ? equation() : boolean_term());
+    }
     return assertions;
   }
   std::size_t extensions_made() const { return extensions_made_; }
@@ -170,6 +172,7 @@ class FormulaGenerator {
   }
 
   const Term* structural(std::size_t w) {
+    if (w >= 2 && pick(7) == 0) return packed_word(w);
     const Term* a = operand(w);
     switch (pick(6)) {
       case 0: {
@@ -190,8 +193,41 @@ class FormulaGenerator {
       }
       default:
         if (w >= 6) return mgr_.make_term(mgr_.make_bv_neg_symbol(w), {a});
+        if (pick(2) == 0) return mgr_.make_term(mgr_.make_bv_sign_extend_symbol(1, w), {a});
         return mgr_.make_term(mgr_.make_bv_zero_extend_symbol(1, w), {a});
     }
+  }
+
+  // An equation between one of the latest terms and an operand: asserted by
+  // itself, the equation rules see it.
+  const Term* equation() {
+    const std::size_t w = pick(4) == 0 ? 0 : some_width();
+    auto& terms = pool_[w];
+    if (terms.empty()) return boolean_term();
+    const Term* t = terms[terms.size() - 1 - pick(std::min<std::size_t>(terms.size(), 3))];
+    const Term* other = operand(w);
+    const Term* eq = nullptr;
+    if (w == 0) {
+      eq = pick(2) == 0 ? mgr_.make_iff(t, other) : mgr_.make_iff(other, t);
+    } else {
+      eq = pick(2) == 0 ? mgr_.make_equal(t, other) : mgr_.make_equal(other, t);
+    }
+    // Sometimes a conjunct, which the rules take as well.
+    return pick(3) == 0 ? mgr_.make_and(operand(0), eq) : eq;
+  }
+
+  // A word of width w packed from a high and a low part, as translated
+  // programs build words from bytes.
+  const Term* packed_word(std::size_t w) {
+    const std::size_t low = 1 + pick(w - 1);
+    const Term* high = operand(w - low);
+    const Term* wide = mgr_.make_term(mgr_.make_bv_zero_extend_symbol(low, w - low), {high});
+    const Term* shifted =
+        mgr_.make_term(mgr_.make_bv_symbol(Op::BVShl, w), {wide, mgr_.make_bv_word(low, w)});
+    const Term* part =
+        mgr_.make_term(mgr_.make_bv_zero_extend_symbol(w - low, low), {operand(low)});
+    const Op op = pick(2) == 0 ? Op::BVOr : Op::BVAdd;
+    return mgr_.make_term(mgr_.make_bv_symbol(op, w), {shifted, part});
   }
 
   // A Boolean term for an assertion, preferring the latest ones (the roots
@@ -251,6 +287,7 @@ std::size_t bit_count(const std::vector<const Term*>& assertions) {
 
 struct Totals {
   std::size_t formulas = 0, skipped = 0, eliminated = 0, sat = 0, models = 0, bad = 0;
+  std::size_t conditions = 0, packed = 0;
   std::size_t narrow = 0, inverted = 0, extensions = 0;
 };
 
@@ -268,6 +305,8 @@ void check_formula(std::uint64_t seed, Totals& totals, bool extensions = false) 
     return;
   }
   totals.eliminated += simplified.eliminated;
+  for (const auto& [op, n] : simplified.conditions_by_op) totals.conditions += n;
+  totals.packed += simplified.packed;
   const std::size_t original_models = each_model(mgr, original, [](ModelStore&, const auto&) {});
   const std::size_t reduced_models = each_model(
       mgr, simplified.assertions, [&](ModelStore& found, const std::vector<const Term*>& cs) {
@@ -293,9 +332,11 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   Totals totals;
   for (std::uint64_t i = 0; i < 3000; ++i) check_formula(seed + i, totals);
   std::cout << totals.formulas << " formulas (" << totals.skipped << " too wide), "
-            << totals.eliminated << " eliminations, " << totals.sat << " satisfiable, "
-            << totals.models << " reduced models rebuilt, values from the calculators "
-            << totals.narrow << ", from the inverter " << totals.inverted << "\n";
+            << totals.eliminated << " eliminations (" << totals.conditions
+            << " equations by their conditions, " << totals.packed << " packed words), "
+            << totals.sat << " satisfiable, " << totals.models
+            << " reduced models rebuilt, values from the calculators " << totals.narrow
+            << ", from the inverter " << totals.inverted << "\n";
   EXPECT_EQ(totals.bad, 0u);
   // The generator must actually exercise the simplifier.
   EXPECT_LT(totals.skipped * 10, totals.formulas);
@@ -303,6 +344,8 @@ TEST(RandomFormulas, RebuiltModelsAreValidAndSatisfiabilityIsKept) {
   EXPECT_GT(totals.sat * 4, totals.formulas);
   EXPECT_GT(totals.models, totals.formulas);
   EXPECT_GT(totals.inverted, 0u);
+  EXPECT_GT(totals.conditions * 20, totals.formulas);  // the equation rules too
+  EXPECT_GT(totals.packed * 100, totals.formulas);     // and packing
 }
 
 // The same over formulas that also use the reduction and overflow operators:

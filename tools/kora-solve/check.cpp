@@ -127,9 +127,18 @@ class Round {
     preprocess::Simplified reduced;
     Stopwatch watch;
     if (eliminate) {
-      reduced = preprocess::simplify(mgr_, assertions_);
+      preprocess::SimplifyOptions simplify_options;
+      simplify_options.equations = options_.equation_rules;
+      simplify_options.packing = options_.packing;
+      reduced = preprocess::simplify(mgr_, assertions_, simplify_options);
       stats.eliminated = reduced.eliminated;
       stats.eliminated_by_op = reduced.eliminated_by_op;
+      stats.conditions_by_op = reduced.conditions_by_op;
+      if (options_.count_leftovers) {
+        const preprocess::Leftovers left = preprocess::leftovers(reduced.assertions);
+        stats.left = left.applications;
+        stats.left_under_equation = left.under_equation;
+      }
     } else {
       reduced.assertions = assertions_;
     }
@@ -264,21 +273,29 @@ CheckResult check_sat(TermManager& mgr, const Backend& backend,
   return result;
 }
 
-std::string stats_line(Status status, const CheckStats& s) {
-  std::string by_op;
-  for (const auto& [op, n] : s.eliminated_by_op) {
-    by_op += (by_op.empty() ? "(" : " (") + op + " " + std::to_string(n) + ")";
+static std::string counts_text(const std::map<std::string, std::size_t>& counts) {
+  std::string text;
+  for (const auto& [op, n] : counts) {
+    text += (text.empty() ? "(" : " (") + op + " " + std::to_string(n) + ")";
   }
+  return text;
+}
+
+std::string stats_line(Status status, const CheckStats& s) {
+  const std::string by_op = counts_text(s.eliminated_by_op);
   return std::string("(:kora-result ") + to_string(status) + " :kora-assertions " +
          std::to_string(s.assertions) + " :kora-terms " + std::to_string(s.terms) +
          " :kora-eliminated " + std::to_string(s.eliminated) + " :kora-eliminated-by-op (" + by_op +
-         ")" + " :kora-narrow-values " + std::to_string(s.narrow_values) +
-         " :kora-inverter-values " + std::to_string(s.inverter_values) + " :kora-fallbacks " +
-         std::to_string(s.fallbacks) + " :kora-rejected-models " +
-         std::to_string(s.rejected_models) + " :kora-read-seconds " + seconds(s.read_seconds) +
-         " :kora-simplify-seconds " + seconds(s.simplify_seconds) + " :kora-backend-seconds " +
-         seconds(s.backend_seconds) + " :kora-rebuild-seconds " + seconds(s.rebuild_seconds) +
-         " :kora-validate-seconds " + seconds(s.validate_seconds) + ")";
+         ")" + " :kora-conditions-by-op (" + counts_text(s.conditions_by_op) + ")" +
+         " :kora-left " + std::to_string(s.left) + " :kora-left-under-equation " +
+         std::to_string(s.left_under_equation) + " :kora-narrow-values " +
+         std::to_string(s.narrow_values) + " :kora-inverter-values " +
+         std::to_string(s.inverter_values) + " :kora-fallbacks " + std::to_string(s.fallbacks) +
+         " :kora-rejected-models " + std::to_string(s.rejected_models) + " :kora-read-seconds " +
+         seconds(s.read_seconds) + " :kora-simplify-seconds " + seconds(s.simplify_seconds) +
+         " :kora-backend-seconds " + seconds(s.backend_seconds) + " :kora-rebuild-seconds " +
+         seconds(s.rebuild_seconds) + " :kora-validate-seconds " + seconds(s.validate_seconds) +
+         ")";
 }
 
 void add_stats(CheckStats& total, const CheckStats& more) {
@@ -286,6 +303,9 @@ void add_stats(CheckStats& total, const CheckStats& more) {
   total.terms += more.terms;
   total.eliminated += more.eliminated;
   for (const auto& [op, n] : more.eliminated_by_op) total.eliminated_by_op[op] += n;
+  for (const auto& [op, n] : more.conditions_by_op) total.conditions_by_op[op] += n;
+  total.left += more.left;
+  total.left_under_equation += more.left_under_equation;
   total.narrow_values += more.narrow_values;
   total.inverter_values += more.inverter_values;
   total.fallbacks += more.fallbacks;

@@ -16,7 +16,10 @@
 namespace kora::solve {
 
 struct CheckOptions {
-  bool eliminate = true;  // false: --no-elim
+  bool eliminate = true;         // false: --no-elim
+  bool equation_rules = true;    // false: --no-equation-rules
+  bool packing = true;           // false: --no-packing
+  bool count_leftovers = false;  // fill CheckStats::left (--stats)
   // Seconds for a whole check-sat: the rerun without elimination and the
   // confirmation of the model share them.
   std::optional<double> timeout;
@@ -40,6 +43,12 @@ struct CheckStats {
   std::size_t terms = 0;  // distinct terms of the assertions' shared graph
   std::size_t eliminated = 0;
   std::map<std::string, std::size_t> eliminated_by_op;
+  // Equations replaced by their conditions, by the operator over x.
+  std::map<std::string, std::size_t> conditions_by_op;
+  // Applications of the reduced assertions still holding an unconstrained
+  // argument, and those of them under an equation.
+  std::size_t left = 0;
+  std::size_t left_under_equation = 0;
   std::size_t narrow_values = 0;
   std::size_t inverter_values = 0;
   std::size_t fallbacks = 0;

@@ -32,6 +32,11 @@ Options:
                        cmd:COMMAND LINE for any solver that reads SMT-LIB 2 on
                        standard input and answers get-value
   --no-elim            eliminate nothing: pass the problem through
+  --no-equation-rules  leave asserted equations alone (by default one over an
+                       unconstrained argument becomes the condition for it
+                       to have a solution)
+  --no-packing         leave words packed from bytes (bvor or bvadd of
+                       shifted zero extensions) as written, not as concat
   --timeout S          wall-clock limit per check-sat in seconds, for all the
                        solver runs it takes; the solver is killed at the
                        limit and the answer is unknown
@@ -177,8 +182,13 @@ int run_command_line(const std::vector<std::string>& args, std::istream& in, std
       return usage_error(err, "option '" + a + "' takes no value");
     } else if (a == "--no-elim") {
       p.session.check.eliminate = false;
+    } else if (a == "--no-equation-rules") {
+      p.session.check.equation_rules = false;
+    } else if (a == "--no-packing") {
+      p.session.check.packing = false;
     } else if (a == "--stats") {
       p.session.stats = true;
+      p.session.check.count_leftovers = true;
     } else if (a == "--check-models") {
       p.session.check.check_models = true;
     } else if (a.size() > 1 && a[0] == '-') {

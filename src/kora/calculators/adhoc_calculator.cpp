@@ -19,10 +19,7 @@ void AdHocCalculator::calculated_value(const Term* a, const Term* value) {
   const Term* c = nullptr;
   if (a->get_symbol()->get_output_type() == mgr_->bool_type()) {
     c = mgr_->make_iff(a, value);
-    std::size_t bucket = 0;
-    ModelStore::AdhocTable::Bucket* node = nullptr;
-    store_->adhoc_values.do_insert({a, nullptr}, &bucket, &node);
-    node->value.second = value;
+    store_->set_adhoc_value(a, value);
   } else {
     c = mgr_->make_equal(a, value);
   }

@@ -7,12 +7,15 @@
 // classification and recording, so that the model store sees its values
 // exactly as it sees theirs.
 //
-// Two layers:
-//  - a pure layer over GMP integers (Operator, apply, solve) that knows the 32
-//    operators of the calculator table; Booleans are 0 and 1, a bit-vector of
-//    width w is an integer in [0, 2^w);
-//  - Inverter, which reads a term against the model store, calls the pure
-//    layer and records the values.
+// Its rooms:
+//  - the library's evaluator and bit-vector values (terms/evaluator.h,
+//    terms/bv_values.h);
+//  - rules.cpp, one row per operator: its inverse at one position, its
+//    candidates when one free term stands at both, its neutral value;
+//  - solve.h, the pure layer over GMP integers that applies the rows;
+//  - Inverter (this header), which reads a term against the model store,
+//    calls the pure layer and records the values; search.cpp, its exhaustive
+//    search over constants that other arguments depend on.
 
 #include <gmpxx.h>
 
@@ -25,6 +28,7 @@
 #include <vector>
 
 #include "kora/calculators/adhoc_calculator.h"
+#include "kora/inverse/solve.h"
 #include "kora/terms/term.h"
 
 namespace kora::inverse {
@@ -54,59 +58,6 @@ class Refused : public adhoccalculator::AdHocCalculator::error {
  public:
   explicit Refused(const std::string& why) : error(why) {}
 };
-
-// An operator with its indices. The fields mean, by operator:
-//   Not, And, Or, Iff           nothing (width 0)
-//   Equal                       width of the sides, 0 for Boolean sides
-//   Ite                         width of the branches, 0 for Boolean ones
-//   bit-vector operators        width of the arguments
-//   BVConcat                    width = high part, index0 = low part
-//   BVExtract                   width = argument, index0 = msb, index1 = lsb
-//   BVZeroExtend, BVSignExtend  width = argument, index0 = amount
-//   BVRotateLeft/Right          width = argument, index0 = amount
-struct Operator {
-  Op op = Op::Not;
-  std::size_t width = 0;
-  std::size_t index0 = 0;
-  std::size_t index1 = 0;
-
-  // The operator of t, or nothing when the inverter does not know it.
-  static std::optional<Operator> of(const Term* t);
-
-  std::size_t arity() const noexcept;
-  // Width of argument i; 0 for a Boolean (or, for Equal and Ite, any
-  // non-bit-vector) argument.
-  std::size_t arg_width(std::size_t i) const noexcept;
-  // Width of the result; 0 for a Boolean result.
-  std::size_t result_width() const noexcept;
-};
-
-// Whether op is one of the 32 operators that the inverter knows.
-bool invertible(Op op) noexcept;
-
-// f over the argument values x, each in range, with the SMT-LIB definitions
-// (division by zero included). For Ite with width 0 the branches may be any
-// integers.
-mpz_class evaluate(const Operator& f, const std::vector<mpz_class>& x);
-
-// Some x with f(args[0..position-1], x, args[position+1..]) = v, or nothing
-// when there is none. args[position] is ignored; the other values and v must
-// be in range. Both solve overloads throw std::invalid_argument for a wrong
-// number of values, malformed sharing, or an operator outside the 32 or with
-// a zero width or impossible indices.
-std::optional<mpz_class> solve(const Operator& f, std::size_t position,
-                               const std::vector<mpz_class>& args, const mpz_class& v);
-
-// Values for every free argument (an empty entry of args) such that f of the
-// completed vector is v, or nothing when there are none. same[i] names the
-// first position that holds the same free term as position i (same[i] == i for
-// a first occurrence); an empty same means that all free arguments are
-// distinct. The answer is the completed vector: known values are copied,
-// positions of one term share a value.
-std::optional<std::vector<mpz_class>> solve(const Operator& f,
-                                            const std::vector<std::optional<mpz_class>>& args,
-                                            const mpz_class& v,
-                                            const std::vector<std::size_t>& same = {});
 
 // The inverter as the model builder (or the front end's `invert`) uses it.
 //
@@ -165,10 +116,10 @@ class Inverter final : public adhoccalculator::AdHocCalculator {
   void operator()(const Term* t, const Term* v) override;
 
  private:
-  struct Search;
   // Constants with the index of the argument they first occur in.
   using Placed = std::vector<std::pair<const Term*, std::size_t>>;
 
+  // --- The adapter (inverter.cpp) ---
   // The free declared constants inside t's arguments that have no value, in
   // order of first occurrence.
   Placed unvalued_free_constants(const Term* t);
@@ -184,6 +135,17 @@ class Inverter final : public adhoccalculator::AdHocCalculator {
   std::optional<std::vector<const Term*>> opaque_values(const Term* t, const std::vector<Arg>& args,
                                                         const std::vector<std::size_t>& same,
                                                         const Term* v);
+  // A value of the type of value other than value itself.
+  const Term* other_value(const Term* value);
+  mpz_class to_number(const Term* value) const;
+  const Term* to_term(const mpz_class& x, const DataType* type);
+  void record(const std::vector<Arg>& args, const std::vector<std::size_t>& same,
+              const std::vector<const Term*>& values);
+  // Booleans and bit-vectors: the sorts whose values the search can enumerate.
+  static bool enumerable(const DataType* type);
+
+  // --- The search over dependent constants (search.cpp) ---
+  struct Search;
   void invert_dependent(const Term* t, const std::vector<Arg>& args, const Placed& searched,
                         const Term* v);
   // The slot that holds root's value once the search's dependent part is evaluated.
@@ -198,12 +160,6 @@ class Inverter final : public adhoccalculator::AdHocCalculator {
                      const std::vector<const Term*>& values);
   mpz_class search_number(Search& s, const Term* value) const;
   const Term* search_term(const Search& s, const mpz_class& x, const DataType* type);
-  // A value of the type of value other than value itself.
-  const Term* other_value(const Term* value);
-  mpz_class to_number(const Term* value) const;
-  const Term* to_term(const mpz_class& x, const DataType* type);
-  void record(const std::vector<Arg>& args, const std::vector<std::size_t>& same,
-              const std::vector<const Term*>& values);
 };
 
 }  // namespace kora::inverse

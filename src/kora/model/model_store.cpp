@@ -254,6 +254,10 @@ void ModelStore::assign_free_constants(const Term* t, int* counter) {
 }
 
 void ModelStore::add_model_constraint(const Term* c, bool /*flag*/) {
+  if (recorder_ != nullptr) {
+    recorder_->add_model_constraint(c);
+    return;
+  }
   constraints_.push_back(c);
   Op op = c->op();
   if ((op == Op::Equal || op == Op::Iff) && c->arg(0)->op() == Op::Constant &&
@@ -263,8 +267,20 @@ void ModelStore::add_model_constraint(const Term* c, bool /*flag*/) {
 }
 
 Logger& ModelStore::log(int level) {
+  if (recorder_ != nullptr) return recorder_->logger().start(level);
   return logger_.start(level);
 }
+
+void ModelStore::set_adhoc_value(const Term* x, const Term* value) {
+  if (recorder_ != nullptr) {
+    recorder_->set_adhoc_value(x, value);
+    return;
+  }
+  auto entry = adhoc_values.insert({x, nullptr}).first;
+  entry->second = value;
+}
+
+ModelStore::Recorder::~Recorder() = default;
 
 void ModelStore::set_value(const Term* constant, const Term* value) {
   const std::uint64_t id = constant->id();

@@ -45,6 +45,23 @@ class ModelStore {
   // The logger, set up for a record at the given level.
   virtual Logger& log(int level);
 
+  // Where the records of a call go while their caller holds them back until
+  // it has checked them: the constraints, the adhoc values and the log
+  // records. Reads and defaulting still reach the model.
+  class Recorder {
+   public:
+    Recorder() = default;
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+    virtual ~Recorder();
+    virtual void add_model_constraint(const Term* c) = 0;
+    virtual void set_adhoc_value(const Term* x, const Term* value) = 0;
+    virtual Logger& logger() = 0;
+  };
+  // Sends the records to recorder from now on; null sends them to the model
+  // again.
+  void divert_records(Recorder* recorder) noexcept { recorder_ = recorder; }
+
   // Sets (or replaces) the model value of a declared constant.
   void set_value(const Term* constant, const Term* value);
   // The model value of a declared constant, or null.
@@ -60,6 +77,10 @@ class ModelStore {
   Logger& logger() noexcept { return logger_; }
   // The manager whose terms the model is about.
   TermManager* term_manager() const noexcept { return mgr_; }
+
+  // Sets the entry of x in adhoc_values to value, making the entry first
+  // when x has none.
+  void set_adhoc_value(const Term* x, const Term* value);
 
   // The Boolean values the calculators computed, by term.
   AdhocTable adhoc_values;
@@ -134,6 +155,7 @@ class ModelStore {
   std::vector<const Term*> constraints_;
   // fold_chain's spine, kept to reuse its storage.
   std::vector<const Term*> spine_;
+  Recorder* recorder_ = nullptr;
 };
 
 }  // namespace kora

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <optional>
-#include <sstream>
-#include <string>
 
 #include "kora/calculators/adhoc_calculator.h"
 #include "kora/calculators/calculator_table.h"
 #include "kora/inverse/inverter.h"
+#include "kora/preprocess/staging.h"
 #include "kora/terms/simplifiers.h"
 
 namespace kora::preprocess {
@@ -31,87 +30,14 @@ class StepFreeTerms final : public FreeTermPredicate {
   const std::vector<const Term*>* free_ = nullptr;
 };
 
-// The store a calculator sees during one call. Reads and defaulting go to
-// the model under construction; the constraints, adhoc values and log lines
-// that the call records are held back until the model builder has checked
-// them, so that a refused or wrong answer leaves no trace.
-//
-// Defaults given while a non-free argument is classified do go through, even
-// when the call is then rejected: the constants they reach occur in no
-// reduced assertion and in no later step (those already have values), and no
-// earlier step can mark them free (an eliminated argument occurs nowhere
-// else), so the default is as good as any value, and the inverter would give
-// the same one.
-class StagingStore final : public ModelStore {
- public:
-  explicit StagingStore(ModelStore& target) : ModelStore(target.term_manager()), target_(target) {
-    logger().set_stream(&log_);
-    logger().set_verbosity(target.logger().verbosity());
-    logger().set_disabled(target.logger().disabled());
-  }
-
-  const Term* get_normalized(const Term* t) override { return target_.get_normalized(t); }
-  bool is_good_model_value(const Term* t) override { return target_.is_good_model_value(t); }
-  void assign_free_constants(const Term* t, int* counter) override {
-    target_.assign_free_constants(t, counter);
-  }
-  void add_model_constraint(const Term* c, bool /*flag*/) override { staged_.push_back(c); }
-
-  // The last value recorded for x in this call, or null.
-  const Term* recorded(const Term* x) const {
-    for (std::size_t i = staged_.size(); i-- > 0;) {
-      if (staged_[i]->arg(0) == x) return staged_[i]->arg(1);
-    }
-    return nullptr;
-  }
-  void discard() {
-    staged_.clear();
-    log_.str("");
-    adhoc_values.clear();
-  }
-  // Passes the values recorded for the free terms on to the model, with the
-  // call's log; the number of values.
-  std::size_t commit(const std::vector<const Term*>& free);
-
- private:
-  ModelStore& target_;
-  std::vector<const Term*> staged_;
-  std::ostringstream log_;
-};
-
-std::size_t StagingStore::commit(const std::vector<const Term*>& free) {
-  std::size_t n = 0;
-  for (const Term* c : staged_) {
-    const Term* x = c->arg(0);
-    // A calculator may also record a value for an argument that has one
-    // already (a valued Boolean ite branch); that constraint says nothing.
-    if (std::find(free.begin(), free.end(), x) == free.end()) continue;
-    target_.add_model_constraint(c, true);
-    if (x->type()->is_bool()) {
-      std::size_t bucket = 0;
-      AdhocTable::Bucket* node = nullptr;
-      target_.adhoc_values.do_insert({x, nullptr}, &bucket, &node);
-      node->value.second = c->arg(1);
-    }
-    ++n;
-  }
-  std::string text = log_.str();
-  if (!text.empty()) {
-    text.pop_back();  // endlog puts the last newline back
-    target_.log(2) << text << endlog;
-  }
-  discard();
-  return n;
-}
-
 class Builder {
  public:
   Builder(TermManager& mgr, ModelStore& store)
       : mgr_(mgr),
         store_(store),
         staging_(store),
-        table_(&mgr, &staging_, &pred_),
-        inverter_(&mgr, &staging_, &pred_) {}
+        table_(&mgr, &store, &pred_),
+        inverter_(&mgr, &store, &pred_) {}
 
   void step(const Replacement& r);
   void default_remaining(const std::vector<const Term*>& assertions);
@@ -132,13 +58,19 @@ class Builder {
   TermManager& mgr_;
   ModelStore& store_;
   StepFreeTerms pred_;
-  StagingStore staging_;
+  Staging staging_;
   CalculatorTable table_;
   inverse::Inverter inverter_;
   RebuildStats stats_;
 };
 
 void Builder::step(const Replacement& r) {
+  // An equation replaced by its condition: where the condition is false no
+  // value of x makes the equation hold, and x keeps its default.
+  if (r.condition != nullptr && value_of(r.condition) != mgr_.true_term()) {
+    ++stats_.false_conditions;
+    return;
+  }
   pred_.set(&r.free_args);
   const Term* v = value_of(r.replacement);
   AdHocCalculator* calculator = table_.find(r.term);
@@ -169,6 +101,7 @@ const Term* Builder::value_of(const Term* t) {
 std::optional<std::size_t> Builder::attempt(AdHocCalculator& solver, const Replacement& r,
                                             const Term* v) {
   try {
+    const Diverted diverted(store_, staging_);
     solver(r.term, v);
   } catch (const AdHocCalculator::error&) {
     staging_.discard();

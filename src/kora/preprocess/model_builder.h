@@ -23,6 +23,9 @@ struct RebuildStats {
   // Steps for which neither found values (their arguments keep defaults;
   // validate then reports the assertions this breaks).
   std::size_t unsolved = 0;
+  // Equation steps whose invertibility condition the model makes false:
+  // their argument keeps its default.
+  std::size_t false_conditions = 0;
   // Constants given their default value: a replacement's constants without
   // a value, and the constants of the original assertions left without one.
   std::size_t defaulted = 0;

@@ -29,6 +29,22 @@
 // bvsmod is not reached: its definition uses each argument several times.
 // Zero and sign extension are left alone: their argument's value is fixed by
 // the result.
+//
+// Equations. An asserted equation (= (f .. x ..) t), either side, that is no
+// argument of anything, where (f .. x ..) occurs only there and x is
+// unconstrained at a position listed in conditions.h (ite, and, or, bvand,
+// bvor, bvmul, concat at any position; bvurem, the shifts and the
+// extensions at the first), becomes the invertibility condition over the
+// other arguments and t; so does one that is a conjunct of an assertion
+// (below ands that occur only there). An equation below anything else is
+// left alone: the condition only says that the equation can hold, not that
+// it can fail.
+// They are taken by a sweep over the assertions after a pass that found its
+// fixed point; the trail records the condition (Replacement::condition).
+//
+// Packed words. Once, after the first pass, bvor/bvadd words made of parts
+// on disjoint bits are written as concatenations (packing.h), which the
+// concat and extract rules then take.
 
 #include <cstddef>
 #include <map>
@@ -45,13 +61,19 @@ struct Replacement {
   // The replaced application.
   const Term* term = nullptr;
   // What took its place: the fresh constant, or for a comparison with one
-  // unconstrained side the Boolean expression over it.
+  // unconstrained side the Boolean expression over it. For an equation
+  // replaced by its condition, the other side of the equation: the value
+  // term must take.
   const Term* replacement = nullptr;
-  // The fresh constant made for this step.
+  // The fresh constant made for this step (null for an equation).
   const Term* fresh = nullptr;
   // The unconstrained arguments of term: the ones the model builder marks
   // free.
   std::vector<const Term*> free_args;
+  // For an equation (= term replacement) replaced by its invertibility
+  // condition: that condition. Where the model makes it false no value of
+  // the free argument makes the equation hold, and it keeps its default.
+  const Term* condition = nullptr;
 };
 
 // The eliminations in the order they were made, and every fresh constant.
@@ -64,9 +86,14 @@ struct Simplified {
   // The reduced assertions, one per original assertion, in the same order.
   std::vector<const Term*> assertions;
   Trail trail;
-  // Eliminations by the SMT-LIB name of the replaced term's operator.
+  // Eliminations by the SMT-LIB name of the replaced term's operator; the
+  // equations replaced by their conditions are counted apart, by the name
+  // of the operator over x.
   std::map<std::string, std::size_t> eliminated_by_op;
+  std::map<std::string, std::size_t> conditions_by_op;
   std::size_t eliminated = 0;
+  // The packed words written as concatenations before eliminating.
+  std::size_t packed = 0;
   // Bottom-up passes made until one eliminated nothing: normally two, the
   // second confirming the fixed point.
   std::size_t passes = 0;
@@ -83,9 +110,19 @@ struct Simplified {
 // is its own image. Terms outside the original graph are their own images.
 const Term* image_of(const Simplified& s, const Term* t);
 
+struct SimplifyOptions {
+  // Whether asserted equations are replaced by their invertibility
+  // conditions.
+  bool equations = true;
+  // Whether words packed from parts are first written as concatenations
+  // (packing.h).
+  bool packing = true;
+};
+
 // Eliminates unconstrained terms from the assertions to a fixed point: in
 // the result no rule applies any more.
-Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions);
+Simplified simplify(TermManager& mgr, const std::vector<const Term*>& assertions,
+                    const SimplifyOptions& options = {});
 
 class Eliminator;
 
@@ -113,9 +150,21 @@ class Occurrences {
 // back end must give values to.
 std::vector<const Term*> constants_of(const std::vector<const Term*>& assertions);
 
+// The applications of the graph of the assertions that still hold an
+// unconstrained argument (typically at a fixed point, where no rule takes
+// them): by "operator position" ("bvudiv 0"), and how many of them are an
+// argument of an equation.
+struct Leftovers {
+  std::map<std::string, std::size_t> by_position;
+  std::size_t applications = 0;
+  std::size_t under_equation = 0;
+};
+Leftovers leftovers(const std::vector<const Term*>& assertions);
+
 // The applications of the graph of the assertions that some rule would
 // eliminate now; empty exactly at a fixed point.
 std::vector<const Term*> eliminable(const TermManager& mgr,
-                                    const std::vector<const Term*>& assertions);
+                                    const std::vector<const Term*>& assertions,
+                                    const SimplifyOptions& options = {});
 
 }  // namespace kora::preprocess

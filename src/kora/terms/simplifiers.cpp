@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstdint>
-#include <type_traits>
 
 #include "kora/terms/array_values.h"
+#include "kora/terms/evaluator.h"
 #include "kora/terms/term_manager.h"
 
 namespace kora::termsimpl {
@@ -13,16 +13,6 @@ namespace {
 
 using Args = std::vector<const Term*>;
 using Values = std::array<mpz_class, 2>;
-
-mpz_class pow2(std::size_t n) {
-  mpz_class r;
-  mpz_ui_pow_ui(r.get_mpz_t(), 2, n);
-  return r;
-}
-
-mpz_class to_signed(const mpz_class& v, std::size_t w) {
-  return mpz_tstbit(v.get_mpz_t(), w - 1) != 0 ? mpz_class(v - pow2(w)) : v;
-}
 
 // Applies f to the numeric values of the arguments (at most two) when all of
 // them are numerals; otherwise the application is rebuilt as it is.
@@ -47,31 +37,6 @@ const Term* fold_numerals(TermManager* mgr, const Symbol* s, const Args& args, F
   }
   for (std::size_t i = args.size(); i < vals.size(); ++i) mpz_set_ui(vals[i].get_mpz_t(), 0);
   return f(vals);
-}
-
-// Folds an operator whose result is a bit-vector of the argument width
-// (params {w}); make_bv_number reduces the result modulo 2^w.
-template <class F>
-const Term* fold_same_width(TermManager* mgr, const Symbol* s, const Args& args, F f) {
-  // A GMP expression template returned by f would refer to temporaries that
-  // die when f returns, so every operation must hand back a real integer.
-  static_assert(
-      std::is_same_v<std::invoke_result_t<F&, const mpz_class&, const mpz_class&, std::size_t>,
-                     mpz_class>,
-      "fold_same_width needs operations that return mpz_class");
-  std::size_t w = s->param(0);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    const mpz_class r = f(v[0], v[1], w);
-    return mgr->make_bv_gmp(r.get_mpz_t(), w);
-  });
-}
-
-template <class F>
-const Term* fold_predicate(TermManager* mgr, const Symbol* s, const Args& args, F f) {
-  std::size_t w = s->param(0);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    return f(v[0], v[1], w) ? mgr->true_term() : mgr->false_term();
-  });
 }
 
 // --- The word path ---------------------------------------------------------
@@ -298,233 +263,125 @@ const Term* fold_word_path(TermManager* mgr, const Symbol* s, const Args& args) 
   return nullptr;
 }
 
-// fold_same_width and fold_predicate after the word path.
-template <class F>
-const Term* fold_same_width_words(TermManager* mgr, const Symbol* s, const Args& args, F f) {
+// A bit-vector operator over numerals: the word path, then the library's
+// evaluator on the integers. A comparison gives true or false, anything else
+// a numeral of the result's width.
+const Term* fold_evaluated(TermManager* mgr, const Symbol* s, const Args& args) {
   if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  return fold_same_width(mgr, s, args, f);
-}
-
-template <class F>
-const Term* fold_predicate_words(TermManager* mgr, const Symbol* s, const Args& args, F f) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  return fold_predicate(mgr, s, args, f);
-}
-
-mpz_class udiv(const mpz_class& a, const mpz_class& b, std::size_t w) {
-  return b == 0 ? mpz_class(pow2(w) - 1) : mpz_class(a / b);
-}
-
-mpz_class urem(const mpz_class& a, const mpz_class& b) {
-  return b == 0 ? a : mpz_class(a % b);
-}
-
-mpz_class neg(const mpz_class& a, std::size_t w) {
-  return (pow2(w) - a) % pow2(w);
-}
-
-bool msb(const mpz_class& a, std::size_t w) {
-  return mpz_tstbit(a.get_mpz_t(), w - 1) != 0;
-}
-
-mpz_class shift_left(const mpz_class& a, const mpz_class& b, std::size_t w) {
-  if (b >= w) return 0;
-  mpz_class r;
-  mpz_mul_2exp(r.get_mpz_t(), a.get_mpz_t(), b.get_ui());
-  return r;
-}
-
-mpz_class shift_right(const mpz_class& a, const mpz_class& b, std::size_t w) {
-  if (b >= w) return 0;
-  mpz_class r;
-  mpz_fdiv_q_2exp(r.get_mpz_t(), a.get_mpz_t(), b.get_ui());
-  return r;
-}
-
-mpz_class rotate_left(const mpz_class& a, std::size_t amount, std::size_t w) {
-  std::size_t k = amount % w;
-  if (k == 0) return a;
-  return shift_left(a, k, w) + shift_right(a, w - k, w);
+  const auto f = bv::Operator::of(s);
+  if (!f) return mgr->make_term(s, args);
+  return fold_numerals(mgr, s, args, [&](const Values& v) {
+    const mpz_class r = bv::evaluate(*f, v);
+    const std::size_t w = f->result_width();
+    if (w == 0) return r != 0 ? mgr->true_term() : mgr->false_term();
+    return mgr->make_bv_gmp(r.get_mpz_t(), w);
+  });
 }
 
 }  // namespace
 
 const Term* BVAddSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a + b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSubSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a - b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVNegSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args,
-      [](const auto& a, const auto&, std::size_t w) -> mpz_class { return neg(a, w); });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVMulSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a * b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVLslSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(mgr, s, args, shift_left);
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVLsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(mgr, s, args, shift_right);
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVAsrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
-        // Floor division of the signed value is exactly the arithmetic shift.
-        mpz_class sa = to_signed(a, w);
-        mpz_class r;
-        mpz_fdiv_q_2exp(r.get_mpz_t(), sa.get_mpz_t(), b >= w ? w : b.get_ui());
-        return r;
-      });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVUdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args,
-      [](const auto& a, const auto& b, std::size_t w) -> mpz_class { return udiv(a, b, w); });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVUremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args,
-      [](const auto& a, const auto& b, std::size_t) -> mpz_class { return urem(a, b); });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSdivSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(mgr, s, args,
-                               [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
-                                 bool na = msb(a, w);
-                                 bool nb = msb(b, w);
-                                 mpz_class q = udiv(na ? neg(a, w) : a, nb ? neg(b, w) : b, w);
-                                 return na != nb ? neg(q, w) : q;
-                               });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSremSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  // The remainder takes the sign of the dividend.
-  return fold_same_width_words(mgr, s, args,
-                               [](const auto& a, const auto& b, std::size_t w) -> mpz_class {
-                                 bool na = msb(a, w);
-                                 mpz_class r = urem(na ? neg(a, w) : a, msb(b, w) ? neg(b, w) : b);
-                                 return na ? neg(r, w) : r;
-                               });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVNotSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args,
-      [](const auto& a, const auto&, std::size_t w) -> mpz_class { return pow2(w) - 1 - a; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVAndSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a & b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVOrSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a | b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVXorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_same_width_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> mpz_class { return a ^ b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVUltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> bool { return a < b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVUleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate_words(
-      mgr, s, args, [](const auto& a, const auto& b, std::size_t) -> bool { return a <= b; });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSltSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate_words(mgr, s, args, [](const auto& a, const auto& b, std::size_t w) {
-    return to_signed(a, w) < to_signed(b, w);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSleSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  return fold_predicate_words(mgr, s, args, [](const auto& a, const auto& b, std::size_t w) {
-    return to_signed(a, w) <= to_signed(b, w);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVCompSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  return fold_numerals(
-      mgr, s, args, [&](const Values& v) { return mgr->make_bv_number(v[0] == v[1] ? 1 : 0, 1); });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVConcatSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  std::size_t low = s->param(1);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    mpz_class r;
-    mpz_mul_2exp(r.get_mpz_t(), v[0].get_mpz_t(), low);
-    r += v[1];
-    return mgr->make_bv_gmp(r.get_mpz_t(), s->param(0) + low);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSelectSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  std::size_t msb_pos = s->param(0);
-  std::size_t lsb_pos = s->param(1);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    mpz_class r;
-    mpz_fdiv_q_2exp(r.get_mpz_t(), v[0].get_mpz_t(), lsb_pos);
-    return mgr->make_bv_gmp(r.get_mpz_t(), msb_pos - lsb_pos + 1);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVZextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  std::size_t w = s->param(0) + s->param(1);
-  return fold_numerals(mgr, s, args,
-                       [&](const Values& v) { return mgr->make_bv_gmp(v[0].get_mpz_t(), w); });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVSextSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  std::size_t w = s->param(0) + s->param(1);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    // A negative value wraps to the all-ones prefix at the wider width.
-    const mpz_class r = to_signed(v[0], s->param(1));
-    return mgr->make_bv_gmp(r.get_mpz_t(), w);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVRolSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  std::size_t w = s->param(1);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    const mpz_class r = rotate_left(v[0], s->param(0), w);
-    return mgr->make_bv_gmp(r.get_mpz_t(), w);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 const Term* BVRorSimpl::operator()(TermManager* mgr, const Symbol* s, const Args& args) {
-  if (const Term* t = fold_word_path(mgr, s, args)) return t;
-  std::size_t w = s->param(1);
-  return fold_numerals(mgr, s, args, [&](const Values& v) {
-    const mpz_class r = rotate_left(v[0], w - s->param(0) % w, w);
-    return mgr->make_bv_gmp(r.get_mpz_t(), w);
-  });
+  return fold_evaluated(mgr, s, args);
 }
 
 namespace {
