@@ -47,6 +47,30 @@ TEST_F(SimplifierTest, OccurrencesCountParentEdgesWithRepeats) {
   EXPECT_LT(std::find(order.begin(), order.end(), sum), std::find(order.begin(), order.end(), a1));
 }
 
+// Arrays: occurrences under select and store count, and no rule fires on
+// an array term or through one; a select is a constrained bit-vector term.
+TEST_F(SimplifierTest, ArraysCountTheirOccurrencesAndNoRuleCrossesThem) {
+  const Term* x = bv("x");
+  const Term* y = bv("y");
+  const Term* z = bv("z");
+  const DataType* arr = mgr.array_type(mgr.bv_type(4), mgr.bv_type(4));
+  const Term* a = mgr.make_constant("a", arr);
+  const Term* b = mgr.make_constant("b", arr);
+  const Term* sel = mgr.make_select(mgr.make_store(a, x, y), z);
+  const Term* a1 = mgr.make_equal(app(Op::BVAdd, {x, sel}), num(3));  // x twice
+  const Term* a2 = mgr.make_equal(b, mgr.make_store(a, z, num(1)));   // b once
+  const Occurrences occ({a1, a2});
+  EXPECT_EQ(occ.count(x), 2u);
+  EXPECT_EQ(occ.count(z), 2u);
+  EXPECT_EQ(occ.count(a), 2u);
+  EXPECT_TRUE(occ.is_unconstrained(y));
+  EXPECT_TRUE(occ.is_unconstrained(b));
+  const preprocess::Simplified r = simplify(mgr, {a1, a2});
+  EXPECT_EQ(r.eliminated, 0u);
+  EXPECT_EQ(r.assertions[0], a1);
+  EXPECT_EQ(r.assertions[1], a2);
+}
+
 TEST_F(SimplifierTest, ConstantsOfListEachOnceInFirstOccurrenceOrder) {
   const Term* x = bv("x");
   const Term* y = bv("y");

@@ -216,6 +216,8 @@ TEST_F(PrinterTest, EveryOperatorWithItsSmtlibNameAndIndices) {
       {app(mgr.make_bv_sign_extend_symbol(4, 8), {x}), "((_ sign_extend 4) x)"},
       {app(mgr.make_bv_rotate_left_symbol(3, 8), {x}), "((_ rotate_left 3) x)"},
       {app(mgr.make_bv_rotate_right_symbol(11, 8), {x}), "((_ rotate_right 11) x)"},
+      {mgr.make_select(c, x), "(select c x)"},
+      {mgr.make_store(c, x, p), "(store c x p)"},
   };
   std::set<Op> seen{Op::AbstractValue};  // printed by print_value, refused in terms
   EXPECT_EQ(value(u), "(as @0 U)");

@@ -1,6 +1,6 @@
 ; exit: 1
-; Logics other than QF_BV are refused; the commands after them are read as
-; QF_BV.
+; Logics other than QF_BV, QF_ABV and QF_AUFBV are refused; the commands
+; after them are read as before.
 (set-logic QF_LIA)
 (set-logic QF_ABV)
 (set-logic ALL)

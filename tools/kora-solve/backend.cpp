@@ -234,6 +234,13 @@ class ModelLinesBackend final : public ChildBackend {
 
   Answer check(const std::string& script, const std::vector<ValueRequest>& requests,
                Deadline deadline) const override {
+    for (const ValueRequest& r : requests) {
+      if (!r.sort.empty()) {
+        throw BackendError(name() + " cannot give the values of arrays (" + r.term +
+                               "): use z3 or cvc5 for scripts with arrays",
+                           {});
+      }
+    }
     Run run = start(deadline);
     if (!run.send(with_newline(script) + "(check-sat)\n(exit)\n")) return timed_out();
     run.process().close_input();
@@ -286,6 +293,7 @@ const char* to_string(Status status) noexcept {
 }
 
 std::string Value::text() const {
+  if (!array.empty()) return array;
   if (is_bool) return truth ? "true" : "false";
   if (bits.size() % 4 != 0) return "#b" + bits;
   static constexpr char kDigits[] = "0123456789abcdef";

@@ -4,6 +4,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <string_view>
 #include <vector>
 
@@ -21,8 +22,13 @@ struct Value {
   bool truth = false;
   std::string bits;
 
-  static Value boolean(bool truth) { return Value{true, truth, {}}; }
-  static Value bitvector(std::string bits) { return Value{false, false, std::move(bits)}; }
+  // An array's value as the solver wrote it (a store chain over a constant
+  // array); empty for the other sorts.
+  std::string array;
+
+  static Value boolean(bool truth) { return Value{true, truth, {}, {}}; }
+  static Value bitvector(std::string bits) { return Value{false, false, std::move(bits), {}}; }
+  static Value array_text(std::string text) { return Value{false, false, {}, std::move(text)}; }
   std::size_t width() const noexcept { return bits.size(); }
   // `true`/`false`, `#x...` when the width is a multiple of 4, `#b...` otherwise.
   std::string text() const;
@@ -33,6 +39,11 @@ struct Value {
 struct ValueRequest {
   std::string term;
   std::size_t width = 0;  // 0 for Bool
+  std::string sort;       // an array's sort; empty for the other sorts
+
+  ValueRequest() = default;
+  ValueRequest(std::string term_, std::size_t width_, std::string sort_ = {})
+      : term(std::move(term_)), width(width_), sort(std::move(sort_)) {}
 };
 
 struct Answer {

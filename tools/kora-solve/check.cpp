@@ -35,7 +35,9 @@ class Stopwatch {
 ValueRequest request_for(const TermManager& mgr, const Term* constant) {
   std::size_t width = 0;
   mgr.is_bv_type(constant->type(), &width);
-  return {smtlib::quote_symbol(smtlib::constant_name(constant)), width};
+  std::string sort;
+  if (constant->type()->is_array()) sort = constant->type()->to_string();
+  return {smtlib::quote_symbol(smtlib::constant_name(constant)), width, sort};
 }
 
 // The script for the back end: the printer's, or for a back end that reads no
@@ -47,11 +49,11 @@ std::string script_of(const TermManager& mgr, const std::vector<const Term*>& as
     smtlib::print_script(script, mgr, assertions);
     return script.str();
   }
-  script << "(set-logic QF_BV)\n";
   // In the order they were declared (term ids grow with creation; fresh
   // constants come last): Boolector's search with -m depends on it, and on
   // spear's samba files the order of first occurrence costs it twice the time.
   std::vector<const Term*> constants = constants_of(assertions);
+  script << "(set-logic " << smtlib::logic_of(assertions) << ")\n";
   std::sort(constants.begin(), constants.end(),
             [](const Term* a, const Term* b) { return a->id() < b->id(); });
   for (const Term* c : constants) {
@@ -159,7 +161,7 @@ class Round {
     auto store = std::make_unique<ModelStore>(&mgr_, &log_);
     store->logger().set_verbosity(options_.verbosity);
     for (std::size_t i = 0; i < constants.size(); ++i) {
-      store->set_value(constants[i], make_value_term(mgr_, answer.values[i]));
+      store->set_value(constants[i], make_value_term(mgr_, answer.values[i], constants[i]->type()));
     }
     preprocess::RebuildStats rebuilt =
         preprocess::rebuild(mgr_, *store, reduced.trail, assertions_);

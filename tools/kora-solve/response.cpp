@@ -24,6 +24,9 @@ constexpr std::size_t kMaxBlanks = 4096;
 // Tokens allowed in one (TERM VALUE) pair: a term is a name, a value at most
 // (_ bvN W).
 constexpr std::size_t kMaxPairTokens = 64;
+// An array's value is a store chain: four tokens and its index and element
+// per store.
+constexpr std::size_t kMaxArrayTokens = std::size_t{1} << 22;
 
 bool is_bare(const sx::Token& t, std::string_view word) {
   return t.kind == sx::TokenKind::Symbol && !t.quoted && t.text == word;
@@ -95,10 +98,12 @@ std::optional<std::string> error_message(const sx::Node& n) {
 }
 
 bool fits(const Value& v, const ValueRequest& r) {
+  if (!r.sort.empty() || !v.array.empty()) return !r.sort.empty() && !v.array.empty();
   return r.width == 0 ? v.is_bool : !v.is_bool && v.width() == r.width;
 }
 
 std::string sort_name(const ValueRequest& r) {
+  if (!r.sort.empty()) return r.sort;
   return r.width == 0 ? "Bool" : "(_ BitVec " + std::to_string(r.width) + ")";
 }
 
@@ -150,13 +155,18 @@ std::string written(const sx::Token& t) {
   return t.text;
 }
 
-std::string written(const std::vector<sx::Token>& tokens) {
+// Tokens as they were written, whole.
+std::string joined(const std::vector<sx::Token>& tokens) {
   std::string out;
   for (const sx::Token& t : tokens) {
     if (!out.empty() && out.back() != '(' && t.kind != sx::TokenKind::RParen) out += ' ';
     out += written(t);
   }
-  return sx::shorten(out);
+  return out;
+}
+
+std::string written(const std::vector<sx::Token>& tokens) {
+  return sx::shorten(joined(tokens));
 }
 
 }  // namespace
@@ -213,11 +223,12 @@ struct ResponseReader::State {
   }
 
   // The rest of a list whose '(' is open, appended to tokens: at most
-  // kMaxPairTokens in all.
-  void rest_of_list(std::vector<sx::Token>& tokens, std::size_t limit) {
+  // max_tokens in all.
+  void rest_of_list(std::vector<sx::Token>& tokens, std::size_t limit,
+                    std::size_t max_tokens = kMaxPairTokens) {
     std::size_t depth = 1;
     while (depth > 0) {
-      if (tokens.size() >= kMaxPairTokens) {
+      if (tokens.size() >= max_tokens) {
         throw std::runtime_error("gave an unexpected answer to get-value: " + written(tokens));
       }
       tokens.push_back(token(limit));
@@ -276,9 +287,11 @@ std::vector<Value> ResponseReader::values(const std::vector<ValueRequest>& reque
       throw std::runtime_error("gave more values than the " + std::to_string(requests.size()) +
                                " it was asked for in its answer to get-value");
     }
-    std::vector<sx::Token> pair{std::move(open)};
-    if (pair[0].kind == sx::TokenKind::LParen) s.rest_of_list(pair, longest);
     const ValueRequest& r = requests[values.size()];
+    std::vector<sx::Token> pair{std::move(open)};
+    if (pair[0].kind == sx::TokenKind::LParen) {
+      s.rest_of_list(pair, longest, r.sort.empty() ? kMaxPairTokens : kMaxArrayTokens);
+    }
     // (TERM VALUE): the term is one token or a list; the value is the rest.
     std::size_t value_at = 2;
     if (pair.size() > 1 && pair[1].kind == sx::TokenKind::LParen) {
@@ -290,7 +303,10 @@ std::vector<Value> ResponseReader::values(const std::vector<ValueRequest>& reque
       ++value_at;
     }
     std::optional<Value> v;
-    if (value_at + 1 < pair.size()) {
+    if (!r.sort.empty() && value_at + 1 < pair.size()) {
+      v = Value::array_text(joined(std::vector<sx::Token>(
+          pair.begin() + static_cast<std::ptrdiff_t>(value_at), pair.end() - 1)));
+    } else if (value_at + 1 < pair.size()) {
       v = to_value(std::vector<sx::Token>(pair.begin() + static_cast<std::ptrdiff_t>(value_at),
                                           pair.end() - 1));
     }

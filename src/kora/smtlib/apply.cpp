@@ -60,6 +60,7 @@ class Application {
   const Term* repeat();
   const Term* indexed();
   const Term* const_array();
+  const Term* array_access();
 
   TermManager& mgr_;
   const OperatorHead& h_;
@@ -86,6 +87,7 @@ void Application::check_arity() const {
     case Shape::ConstArray:
       break;
     case Shape::Ite:
+    case Shape::Store:
       arity = 3;
       break;
     default:
@@ -172,6 +174,9 @@ const Term* Application::build() {
       return indexed();
     case Shape::ConstArray:
       return const_array();
+    case Shape::Select:
+    case Shape::Store:
+      return array_access();
     default:
       return bit_vector();
   }
@@ -441,6 +446,26 @@ const Term* Application::const_array() {
                                           sort_text(args_[0]));
   }
   return mgr_.make_const_array(h_.array, args_[0]);
+}
+
+// select and store: an array, an index of its index sort and, for store,
+// an element of its element sort.
+const Term* Application::array_access() {
+  const DataType* a = args_[0]->type();
+  if (!a->is_array()) {
+    throw InputError(arg_node(0).pos,
+                     name() + " expects an array as argument 1, got " + sort_text(args_[0]));
+  }
+  for (std::size_t k = 1; k < args_.size(); ++k) {
+    const DataType* want = k == 1 ? a->index() : a->element();
+    if (args_[k]->type() != want) {
+      throw InputError(arg_node(k).pos, name() + " expects argument " + std::to_string(k + 1) +
+                                            " of sort " + shorten(want->to_string()) + ", got " +
+                                            sort_text(args_[k]));
+    }
+  }
+  if (h_.info->shape == Shape::Select) return mgr_.make_select(args_[0], args_[1]);
+  return mgr_.make_store(args_[0], args_[1], args_[2]);
 }
 
 }  // namespace

@@ -69,6 +69,9 @@ constexpr Entry kOps[] = {
     {{"bvusubo", Op::BVUlt, Shape::Overflow}, kStandard},
     {{"bvssubo", Op::BVSub, Shape::Overflow}, kStandard},
     {{"bvsdivo", Op::BVSdiv, Shape::Overflow}, kStandard},
+    // Arrays.
+    {{"select", Op::Select, Shape::Select}, kStandard},
+    {{"store", Op::Store, Shape::Store}, kStandard},
 };
 
 constexpr Entry kIndexedOps[] = {

@@ -51,7 +51,9 @@ enum class Shape : unsigned char {
   Rotate,       // (_ rotate_left k), (_ rotate_right k)
   Extend,       // (_ zero_extend k), (_ sign_extend k)
   Repeat,       // (_ repeat k)
-  ConstArray,   // (as const (Array I E)), Native only
+  ConstArray,   // ((as const (Array I E)) v)
+  Select,       // (select a i)
+  Store,        // (store a i e)
 };
 
 struct OpInfo {

@@ -391,6 +391,12 @@ class Printer {
   void name_shared(std::uint32_t first_number, std::uint32_t max_nesting = kMaxNesting) {
     std::vector<Node>& nodes = dag_.nodes();
     std::vector<std::uint32_t> nesting(nodes.size(), 0);  // of the text written in full
+    // Some solvers read only a value inside a constant array, not a name:
+    // what a constant array holds is written in full.
+    std::vector<bool> in_full(nodes.size(), false);
+    for (std::uint32_t i : dag_.order()) {
+      if (nodes[i].term->op() == Op::ConstArray) in_full[dag_.kids_of(nodes[i])[0]] = true;
+    }
     std::uint32_t number = first_number;
     for (std::uint32_t i : dag_.order()) {
       Node& n = nodes[i];
@@ -403,7 +409,7 @@ class Printer {
         height = std::max(height, kid.name != 0 ? 0 : nesting[kids[k]]);
       }
       if (n.term->arity() > 0) ++height;
-      if ((n.refs > 1 && worth_naming(n.term)) || height >= max_nesting) {
+      if (!in_full[i] && ((n.refs > 1 && worth_naming(n.term)) || height >= max_nesting)) {
         n.name = number++;
         ++depth;
       }
@@ -791,6 +797,21 @@ void print_model(std::ostream& os, const TermManager& /*mgr*/,
   }
   out.put(")\n");
   p.finish();
+}
+
+std::string logic_of(const std::vector<const Term*>& terms) {
+  std::unordered_set<const Term*> seen;
+  std::vector<const Term*> stack(terms.begin(), terms.end());
+  bool arrays = false;
+  while (!stack.empty()) {
+    const Term* t = stack.back();
+    stack.pop_back();
+    if (!seen.insert(t).second) continue;
+    if (t->op() == Op::ConstArray) return "ALL";
+    arrays = arrays || t->type()->is_array();
+    for (const Term* a : t->args()) stack.push_back(a);
+  }
+  return arrays ? "QF_ABV" : "QF_BV";
 }
 
 }  // namespace kora::smtlib

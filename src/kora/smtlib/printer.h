@@ -74,4 +74,9 @@ void print_script(std::ostream& os, const TermManager& mgr,
 void print_model(std::ostream& os, const TermManager& mgr,
                  const std::vector<const Term*>& constants, ModelStore& store);
 
+// The logic of a script over these terms: ALL when a constant array occurs
+// in them (solvers read those only there), QF_ABV when some term is an
+// array, else QF_BV.
+std::string logic_of(const std::vector<const Term*>& terms);
+
 }  // namespace kora::smtlib

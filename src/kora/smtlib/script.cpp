@@ -123,9 +123,12 @@ Command ScriptReader::Impl::command(const Node& cmd) {
   if (name == "set-logic") {
     expect_arguments(cmd, 1, "(set-logic QF_BV)");
     if (!c[1]->is_symbol()) throw InputError(c[1]->pos, "expected a logic, got " + quote(*c[1]));
-    if (c[1]->text != "QF_BV") {
-      throw InputError(c[1]->pos, "logic " + quote(*c[1]) + " is not supported: only QF_BV is");
+    const std::string& logic = c[1]->text;
+    if (logic != "QF_BV" && logic != "QF_ABV" && logic != "QF_AUFBV") {
+      throw InputError(c[1]->pos, "logic " + quote(*c[1]) +
+                                      " is not supported: only QF_BV, QF_ABV and QF_AUFBV are");
     }
+    arrays_ = logic != "QF_BV";
     out.kind = Kind::SetLogic;
     out.name = c[1]->text;
   } else if (name == "set-info" || name == "set-option") {
@@ -369,6 +372,7 @@ void ScriptReader::Impl::reset() {
   declared_.clear();
   named_.clear();
   depth_ = 0;
+  arrays_ = true;
 }
 
 // --- ScriptReader --------------------------------------------------------------

@@ -188,7 +188,8 @@ class ScriptReader::Impl {
 
   // Sorts and terms (script_terms.cpp).
   class Walk;
-  const DataType* sort(const Node& n);
+  const DataType* sort(const Node& n, std::size_t depth = 0);
+  const DataType* array_sort(const Node& n, std::size_t depth);
   // A term of the given sort (null: any sort).
   const Term* term(const Node& n, const DataType* expected = nullptr);
   const Term* elaborate(const Node& root);
@@ -217,6 +218,8 @@ class ScriptReader::Impl {
   // Inside the body of a function with parameters, where a name could only
   // stand for a term over the placeholders.
   bool in_function_ = false;
+  // Whether array sorts are read: every logic but QF_BV has them.
+  bool arrays_ = true;
   // Terms visited by expansions in the current command.
   std::size_t expansion_steps_ = 0;
   // The notes of the assert being read, by node index, while noting_.

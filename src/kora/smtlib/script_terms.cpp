@@ -13,35 +13,71 @@ namespace kora::smtlib {
 namespace {
 
 constexpr Dialect kDialect = Dialect::Standard;
+// Array sorts nest at most this deep (real scripts use two levels).
+constexpr std::size_t kMaxSortDepth = 100;
 
 [[noreturn]] void not_qf_bv(const Node& n, const char* what) {
   throw InputError(n.pos, std::string(what) + " not supported: the logic is QF_BV");
 }
 
 // Refuses the heads that belong to other logics by name.
-void refuse_foreign_head(const Node& h) {
+void refuse_foreign_head(const Node& h, bool arrays) {
   if (h.is_reserved("forall") || h.is_reserved("exists")) not_qf_bv(h, "quantifiers are");
   if (h.is_reserved("match")) not_qf_bv(h, "match is");
-  if (!h.quoted && (h.text == "select" || h.text == "store")) not_qf_bv(h, "arrays are");
+  if (!arrays && !h.quoted && (h.text == "select" || h.text == "store")) {
+    not_qf_bv(h, "arrays are");
+  }
+}
+
+bool is_const_array_head(const Node& h) {
+  return h.is_list() && h.children.size() == 3 && h.children[0]->is_reserved("as") &&
+         h.children[1]->is_reserved("const");
 }
 
 }  // namespace
 
-const DataType* ScriptReader::Impl::sort(const Node& n) {
+const DataType* ScriptReader::Impl::sort(const Node& n, std::size_t depth) {
   if (n.is_symbol()) {
     if (n.is_reserved("Bool")) return mgr_->bool_type();
     if (const DataType* const* s = sorts_.find(n.text)) return *s;
     if (n.is_reserved("BitVec"))
       throw InputError(n.pos, "BitVec needs a width: write (_ BitVec W)");
-    if (n.is_reserved("Array")) not_qf_bv(n, "arrays are");
+    if (n.is_reserved("Array")) {
+      if (!arrays_) not_qf_bv(n, "arrays are");
+      throw InputError(n.pos, "Array needs an index and an element sort: write (Array I E)");
+    }
     throw InputError(n.pos, "unknown sort " + quote(n));
   }
   if (!n.is_list() || n.children.empty()) {
     throw InputError(n.pos, "expected a sort, got " + quote(n));
   }
   if (const DataType* bv = bv_sort(*mgr_, n)) return bv;
-  if (n.children[0]->is_reserved("Array")) not_qf_bv(n, "arrays are");
+  if (n.children[0]->is_reserved("Array")) return array_sort(n, depth);
   throw InputError(n.pos, "unknown sort " + quote(n));
+}
+
+// (Array I E): bit-vector indices, bit-vector or array elements.
+const DataType* ScriptReader::Impl::array_sort(const Node& n, std::size_t depth) {
+  if (!arrays_) not_qf_bv(n, "arrays are");
+  if (n.children.size() != 3) {
+    throw InputError(n.pos, "Array expects 2 sorts (index and element), got " +
+                                std::to_string(n.children.size() - 1));
+  }
+  if (depth >= kMaxSortDepth) {
+    throw InputError(n.pos, "sorts nested deeper than " + std::to_string(kMaxSortDepth) +
+                                " levels are not supported");
+  }
+  const DataType* index = sort(*n.children[1], depth + 1);
+  if (!index->is_bv()) {
+    throw InputError(n.children[1]->pos,
+                     "array indices must be bit-vectors, got " + shorten(index->to_string()));
+  }
+  const DataType* element = sort(*n.children[2], depth + 1);
+  if (!element->is_bv() && !element->is_array()) {
+    throw InputError(n.children[2]->pos, "array elements must be bit-vectors or arrays, got " +
+                                             shorten(element->to_string()));
+  }
+  return mgr_->array_type(index, element);
 }
 
 const Term* ScriptReader::Impl::term(const Node& n, const DataType* expected) {
@@ -176,7 +212,7 @@ void ScriptReader::Impl::Walk::application(const Node& n) {
   const Node& h = *n.children[0];
   Frame next{Step::Apply, &n, results_.size()};
   if (h.is_symbol()) {
-    refuse_foreign_head(h);
+    refuse_foreign_head(h, impl_.arrays_);
     // No declared name is an operator's (new_name refuses them), so the
     // operators come first: most heads are operators, and the table of
     // names, large in industrial scripts, is then looked up only for calls.
@@ -195,6 +231,14 @@ void ScriptReader::Impl::Walk::application(const Node& n) {
                        quote(h) + " is an indexed operator: write ((_ " + h.text + " ...) TERM)");
     } else {
       throw InputError(h.pos, "unknown function or operator " + quote(h));
+    }
+  } else if (is_const_array_head(h)) {
+    next.head.info = const_array_operator();
+    next.head.node = &h;
+    next.head.array = impl_.sort(*h.children[2]);
+    if (!next.head.array->is_array()) {
+      throw InputError(h.children[2]->pos, "(as const SORT) needs an Array sort, got " +
+                                               shorten(next.head.array->to_string()));
     }
   } else if (h.is_list() && !h.children.empty() && h.children[0]->is_reserved("as")) {
     throw InputError(h.pos, "qualified function symbols are not supported, got " + quote(h));

@@ -423,7 +423,12 @@ std::optional<std::string> print_written_script(TermManager& mgr,
   add_constants(printer.printed(), seen, constants);
   if (!names_are_safe(constants, assertions)) return std::nullopt;
   std::ostringstream out;
-  out << "(set-logic QF_BV)\n";
+  std::vector<const Term*> terms = constants;
+  for (const WrittenAssertion& a : assertions) {
+    terms.push_back(a.term);
+    terms.push_back(a.reduced);
+  }
+  out << "(set-logic " << logic_of(terms) << ")\n";
   for (const Term* c : constants) {
     out << "(declare-fun " << quote_symbol(constant_name(c)) << " () ";
     print_sort(out, mgr, c->type());

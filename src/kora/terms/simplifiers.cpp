@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 
+#include "kora/terms/array_values.h"
 #include "kora/terms/evaluator.h"
 #include "kora/terms/term_manager.h"
 
@@ -429,6 +430,11 @@ const Term* EqualSimpl::operator()(TermManager* mgr, const Symbol* s, const Args
   // the same term.
   if (const Term* t = fold_word_path(mgr, s, args)) return t;
   if (args.size() != 2 || !all_values(args)) return mgr->make_term(s, args);
+  if (args[0]->type()->is_array()) {
+    // Array values have more than one form: compared in normal form.
+    const bool same = arrays::normal_form(*mgr, args[0]) == arrays::normal_form(*mgr, args[1]);
+    return same ? mgr->true_term() : mgr->false_term();
+  }
   return args[0] == args[1] ? mgr->true_term() : mgr->false_term();
 }
 
@@ -514,6 +520,12 @@ const Term* fold(TermManager* mgr, const Symbol* s, const Args& args) {
       return apply<BVRolSimpl>(mgr, s, args);
     case Op::BVRotateRight:
       return apply<BVRorSimpl>(mgr, s, args);
+    case Op::Select:
+      if (!all_values(args)) return mgr->make_term(s, args);
+      return arrays::select_value(args[0], args[1]);
+    case Op::Store:
+      if (!all_values(args)) return mgr->make_term(s, args);
+      return arrays::store_value(*mgr, args[0], args[1], args[2]);
     default:
       return mgr->make_term(s, args);
   }

@@ -229,6 +229,10 @@ const char* op_name(Op op) noexcept {
       return "rotate_left";
     case Op::BVRotateRight:
       return "rotate_right";
+    case Op::Select:
+      return "select";
+    case Op::Store:
+      return "store";
   }
   return "?";
 }
@@ -275,6 +279,13 @@ bool is_model_value(const Term* t) {
       return true;
     case Op::ConstArray:
       return is_model_value(t->arg(0));
+    case Op::Store:
+      // A chain of stores over a constant array: walked, not recursed, as
+      // chains can be long.
+      for (; t->op() == Op::Store; t = t->arg(0)) {
+        if (t->arg(1)->op() != Op::BVNumber || !is_model_value(t->arg(2))) return false;
+      }
+      return t->op() == Op::ConstArray && is_model_value(t->arg(0));
     default:
       return false;
   }

@@ -98,9 +98,13 @@ enum class Op : std::uint8_t {
   BVSignExtend,
   BVRotateLeft,
   BVRotateRight,
+  // Array operators; the symbol's type is the result's (the element type for
+  // Select, the array type for Store).
+  Select,  // (select a i)
+  Store,   // (store a i e)
 };
 
-inline constexpr std::size_t kOpCount = static_cast<std::size_t>(Op::BVRotateRight) + 1;
+inline constexpr std::size_t kOpCount = static_cast<std::size_t>(Op::Store) + 1;
 
 // SMT-LIB name of an operator ("bvadd", "extract", "=" ...).
 const char* op_name(Op op) noexcept;

@@ -422,6 +422,19 @@ const Term* TermManager::make_const_array(const DataType* array_type, const Term
   return find_or_make(s, &value, 1);
 }
 
+const Term* TermManager::make_select(const Term* a, const Term* i) {
+  const DataType* element = a->type()->element();
+  const Symbol* s = intern_op_symbol(Op::Select, element, 0, 0, 0, [] { return "select"; });
+  const Term* args[] = {a, i};
+  return find_or_make(s, args, 2);
+}
+
+const Term* TermManager::make_store(const Term* a, const Term* i, const Term* e) {
+  const Symbol* s = intern_op_symbol(Op::Store, a->type(), 0, 0, 0, [] { return "store"; });
+  const Term* args[] = {a, i, e};
+  return find_or_make(s, args, 3);
+}
+
 bool TermManager::number_value(const Symbol* s, QNumber* value) const {
   const QNumber* v = find_number(s);
   if (v == nullptr) return false;

@@ -87,6 +87,11 @@ class TermManager {
   // The constant array of type array_type whose every element is value.
   const Term* make_const_array(const DataType* array_type, const Term* value);
 
+  // (select a i) and (store a i e) over an array a; the index and element
+  // must have a's index and element types (checked by the callers).
+  const Term* make_select(const Term* a, const Term* i);
+  const Term* make_store(const Term* a, const Term* i, const Term* e);
+
   // True when s is a bit-vector numeral; then *value is its value.
   bool number_value(const Symbol* s, QNumber* value) const;
   // The value of a numeral symbol, or null for any other symbol.

@@ -1,0 +1,30 @@
+; solvers: z3 cvc5
+; args: --check-models
+; Arrays of bit-vectors, nested arrays and constant arrays: the answers and
+; the values that the assertions fix, the same with every back end that
+; reads arrays; array values print as stores over a constant array.
+(set-logic QF_ABV)
+(set-option :produce-models true)
+(declare-const a (Array (_ BitVec 2) (_ BitVec 3)))
+(declare-const m (Array (_ BitVec 2) (Array (_ BitVec 2) (_ BitVec 3))))
+(declare-const i (_ BitVec 2))
+(declare-const e (_ BitVec 3))
+(define-fun b () (Array (_ BitVec 2) (_ BitVec 3)) (store a #b01 #b101))
+(assert (= (select b i) #b110))
+(assert (= i #b10))
+(assert (let ((row (select m i))) (= (select row #b00) (bvadd e #b001))))
+(assert (= e #b011))
+(check-sat)
+(get-value (i e (select b #b01) (select a #b10) (select (select m #b10) #b00)))
+(get-value ((store (store ((as const (Array (_ BitVec 2) (_ BitVec 3))) #b000) #b11 #b111) #b00 #b000)))
+(push 1)
+(assert (= a (store ((as const (Array (_ BitVec 2) (_ BitVec 3))) #b110) #b11 #b001)))
+(check-sat)
+(get-value (a (= a b) (distinct a b) (ite (= i #b10) b a)))
+(pop 1)
+(push 1)
+(assert (= (store a #b10 #b000) ((as const (Array (_ BitVec 2) (_ BitVec 3))) #b000)))
+(check-sat)
+(pop 1)
+(assert (= (store a #b10 #b000) (store a #b01 #b000)))
+(check-sat)
