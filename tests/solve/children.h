@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -7,9 +8,9 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -18,9 +19,17 @@
 namespace kora::solve::testing {
 
 // The fields of /proc/PID/stat after the command name: state, then ppid.
+// Read with plain system calls: a process that ends between the open and the
+// read makes the read fail with ESRCH, which a stream would throw.
 inline bool read_stat(pid_t pid, char& state, pid_t& parent) {
-  std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string path = "/proc/" + std::to_string(pid) + "/stat";
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  char buffer[1024];
+  const ssize_t n = ::read(fd, buffer, sizeof buffer);
+  ::close(fd);
+  if (n <= 0) return false;
+  const std::string text(buffer, static_cast<std::size_t>(n));
   auto close = text.rfind(')');
   if (close == std::string::npos || close + 4 >= text.size()) return false;
   state = text[close + 2];
